@@ -86,13 +86,11 @@ TEST(CNRect, UnnormalisedRectanglesFollowQt4Rules)
     // are; Qt 5 and 6 adjust them by one.
     const CNRect flipped(10, 10, -4, -4);
     EXPECT_EQ(of(flipped.normalized()), (Storage{5, 5, 6, 6}));
-    EXPECT_NE(of(CNRect(QRect(flipped).normalized())), (Storage{5, 5, 6, 6})) << "today's QRect differs";
 
     EXPECT_TRUE(flipped.contains(QPoint(5, 5)));
     EXPECT_TRUE(flipped.contains(10, 10));
     EXPECT_FALSE(flipped.contains(QPoint(5, 5), true));
     EXPECT_TRUE(flipped.contains(QPoint(7, 7), true));
-    EXPECT_FALSE(QRect(flipped).contains(QPoint(5, 5)));
 
     EXPECT_EQ(of(flipped | CNRect(0, 0, 1, 1)), (Storage{0, 0, 11, 11}));
     EXPECT_EQ(of(flipped & CNRect(0, 0, 6, 6)), (Storage{5, 5, 1, 1}));
