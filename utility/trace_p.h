@@ -28,7 +28,8 @@ namespace UtilityTrace {
 
 inline bool enabled()
 {
-    return CLogSystem::theRootInstance->getLevel() == "TRACE";
+    const std::string &level = CLogSystem::theRootInstance->getLevel();
+    return level.size() == 5 && level.compare(0, 5, "TRACE", 5) == 0;
 }
 
 // ".\" + the source file's name (no directories) + TAB + line + TAB.
