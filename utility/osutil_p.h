@@ -11,6 +11,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <cstdio>
+
 namespace OsUtilPlatform {
 
 bool isWindowsVistaOrHigher();
@@ -28,6 +30,16 @@ QStringList ownArguments();
 // Both return true when they FAILED, as COsUtil's do.
 bool removePath(const QString &path);
 bool setPermissions(const QString &path, int mask);
+
+// File operations the copy helpers need below Qt's level. Both never follow a
+// symbolic link at the target. copyLink makes newLink a link with the same
+// (possibly relative) target as link; it fails when newLink exists.
+// replaceFile renames from to to, replacing an existing file there in one step.
+bool copyLink(const QString &link, const QString &newLink);
+bool replaceFile(const QString &from, const QString &to);
+// fopen(path, "rb") for regular files only: a FIFO or a device would block or
+// never end. Null when path cannot be opened or is no regular file.
+std::FILE *openRegularFile(const char *path);
 
 // Starts program detached; true when it started.
 bool startDetached(const QString &program, const QStringList &arguments);

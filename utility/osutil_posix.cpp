@@ -14,6 +14,7 @@
 #include <QUrl>
 
 #include <cerrno>
+#include <cstdio>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -303,6 +304,51 @@ bool setPermissions(const QString &path, int mask)
         return false;
     const int mode = effectiveMode(mask, S_ISDIR(st.st_mode), currentUmask());
     return chmod(name.constData(), static_cast<mode_t>(mode)) != 0;
+}
+
+bool copyLink(const QString &link, const QString &newLink)
+{
+    const QByteArray name = QFile::encodeName(link);
+    std::vector<char> target(4096);
+    for (;;) {
+        const ssize_t length = readlink(name.constData(), target.data(), target.size());
+        if (length < 0)
+            return false;
+        if (static_cast<size_t>(length) < target.size()) {
+            target[static_cast<size_t>(length)] = '\0';
+            break;
+        }
+        if (target.size() >= (1u << 20))
+            return false;
+        target.resize(target.size() * 2);
+    }
+    return symlink(target.data(), QFile::encodeName(newLink).constData()) == 0;
+}
+
+bool replaceFile(const QString &from, const QString &to)
+{
+    return ::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0;
+}
+
+std::FILE *openRegularFile(const char *path)
+{
+    // Opened without blocking so that a FIFO cannot hold us up before fstat
+    // tells what it is.
+    const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return nullptr;
+    struct stat st;
+    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        close(fd);
+        return nullptr;
+    }
+    const int flags = fcntl(fd, F_GETFL);
+    if (flags != -1)
+        fcntl(fd, F_SETFL, flags & ~O_NONBLOCK);
+    std::FILE *file = fdopen(fd, "rb");
+    if (!file)
+        close(fd);
+    return file;
 }
 
 bool startDetached(const QString &program, const QStringList &arguments)
