@@ -5,6 +5,7 @@
 // Code elsewhere calls these helpers instead of testing QT_VERSION itself.
 
 #include <QtGlobal>
+#include <QFont>
 #include <QMetaType>
 #include <QVariant>
 
@@ -18,6 +19,34 @@ inline int typeId(const QVariant &value)
     return value.typeId();
 #else
     return static_cast<int>(value.type());
+#endif
+}
+
+// Icon synthesis. Captions are specified with the weights Qt 4 and Qt 5 use
+// (0 to 99: 50 normal, 75 bold); Qt 6 moved QFont to the OpenType scale
+// (100 to 900: 400 normal, 700 bold). A legacy weight maps to the nearest of
+// the named weights, which is what the same name meant before.
+inline void setLegacyFontWeight(QFont &font, int legacyWeight)
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    struct Step
+    {
+        int legacy;
+        QFont::Weight weight;
+    };
+    static const Step steps[] = {
+        {0, QFont::Thin},     {12, QFont::ExtraLight}, {25, QFont::Light},
+        {50, QFont::Normal},  {57, QFont::Medium},     {63, QFont::DemiBold},
+        {75, QFont::Bold},    {81, QFont::ExtraBold},  {87, QFont::Black},
+    };
+    const Step *best = &steps[0];
+    for (const Step &step : steps) {
+        if (qAbs(step.legacy - legacyWeight) < qAbs(best->legacy - legacyWeight))
+            best = &step;
+    }
+    font.setWeight(best->weight);
+#else
+    font.setWeight(qBound(0, legacyWeight, 99));
 #endif
 }
 
