@@ -208,13 +208,15 @@ void CScribble::readFrom(std::istream &in)
     m_strokes.clear();
     // The strokes are appended as they arrive rather than allocated up front: the
     // count of a corrupt record must not become a huge allocation.
+    // One stroke object is reused for reading: each read gives it a fresh point
+    // list, and the copy appended shares that list instead of carrying the spare
+    // capacity of a new stroke.
+    CStroke stroke;
     for (int i = 0; i < count && in; ++i) {
-        m_strokes.emplace_back();
-        m_strokes.back().readFrom(in);
-        if (!in && m_strokes.back().getPointNum() == 0) {
-            m_strokes.pop_back(); // nothing of this stroke was there
-            break;
-        }
+        stroke.readFrom(in);
+        if (!in && stroke.getPointNum() == 0)
+            break; // nothing of this stroke was there
+        m_strokes.push_back(stroke);
     }
     updateRectBound();
     UTILITY_TRACE_EXIT("CScribble::readFrom");

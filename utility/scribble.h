@@ -33,6 +33,8 @@ public:
     CScribble();
     CScribble(const CScribble &other);
     CScribble &operator=(const CScribble &other);
+    CScribble(CScribble &&other) noexcept = default;
+    CScribble &operator=(CScribble &&other) noexcept = default;
     virtual ~CScribble();
 
     long getStrokeNum() const { return static_cast<long>(m_strokes.size()); }

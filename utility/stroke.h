@@ -27,6 +27,9 @@ public:
     CStroke();
     CStroke(const CStroke &other);
     CStroke &operator=(const CStroke &other);
+    // Moves let containers of strokes grow without touching every point list.
+    CStroke(CStroke &&other) noexcept = default;
+    CStroke &operator=(CStroke &&other) noexcept = default;
     virtual ~CStroke();
 
     long getPointNum() const { return static_cast<long>(m_points.size()); }
