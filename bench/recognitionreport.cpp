@@ -1,0 +1,267 @@
+// Classifies the hand-drawn ink sets and draws contact sheets of the results; the
+// data half of scripts/recognition-report, which turns it into docs/recognition.md.
+//
+//   recognition_report <ink folder> --json
+//       one JSON object per scribble on stdout: set, id, label, strokes, code,
+//       corners (for 102), rectangle, corner points and the pixel scale used
+//   recognition_report <ink folder> --sheet <out.png> <ids file>
+//       draws the scribbles named in the ids file (one "caption" line, or an id per
+//       line) in grey with the recognised figure over them, in rows
+//
+// Every scribble goes through classifyScribble at whiteboard pixels (see inkset.h)
+// with vertexLimit 6 and normalize true, as the whiteboard calls it.
+#include <utility/figurerecogniser.h>
+
+#include "../tests/inkset.h"
+
+#include <QFile>
+#include <QGuiApplication>
+#include <QHash>
+#include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QPainter>
+#include <QPainterPath>
+#include <QTextStream>
+
+#include <cstdio>
+
+namespace {
+
+constexpr int kVertexLimit = 6;
+
+struct Result
+{
+    int code = 0;
+    QRectF rect;
+    QVector<QPointF> points;
+    QVector<QVector<QPointF>> connected;
+};
+
+Result classify(const QVector<QVector<QPointF>> &strokes)
+{
+    Result r;
+    r.code = CFigureRecogniser::classifyScribble(strokes, r.rect, r.points, kVertexLimit, true, &r.connected);
+    return r;
+}
+
+QJsonArray pointArray(const QVector<QPointF> &points)
+{
+    QJsonArray array;
+    for (const QPointF &p : points)
+        array.append(QJsonArray{p.x(), p.y()});
+    return array;
+}
+
+int printJson(const QVector<inkset::DataSet> &sets)
+{
+    QFile out;
+    if (!out.open(stdout, QIODevice::WriteOnly))
+        return 1;
+    for (const inkset::DataSet &set : sets) {
+        for (const inkset::Scribble &scribble : set.scribbles) {
+            const QVector<QVector<QPointF>> pixels = inkset::toPixels(scribble.strokes, set.scale);
+            const Result r = classify(pixels);
+            QJsonObject object;
+            object.insert(QStringLiteral("set"), set.file);
+            object.insert(QStringLiteral("id"), scribble.id);
+            object.insert(QStringLiteral("label"), scribble.label);
+            object.insert(QStringLiteral("strokes"), pixels.size());
+            object.insert(QStringLiteral("joined"), r.connected.size());
+            object.insert(QStringLiteral("code"), r.code);
+            if (r.code == 102)
+                object.insert(QStringLiteral("corners"), r.points.size());
+            object.insert(QStringLiteral("rect"),
+                          QJsonArray{r.rect.x(), r.rect.y(), r.rect.width(), r.rect.height()});
+            if (r.code == 102)
+                object.insert(QStringLiteral("points"), pointArray(r.points));
+            object.insert(QStringLiteral("scale"), set.scale);
+            out.write(QJsonDocument(object).toJson(QJsonDocument::Compact));
+            out.write("\n");
+        }
+    }
+    return 0;
+}
+
+// The recognised figure, in pixel coordinates of the scribble.
+void drawFigure(QPainter &painter, const Result &r)
+{
+    const QRectF &b = r.rect;
+    const QPointF from = b.topLeft();
+    const QPointF to(b.x() + b.width(), b.y() + b.height());
+    switch (r.code) {
+    case 101:
+        painter.drawEllipse(b);
+        break;
+    case 102: {
+        QPolygonF polygon(r.points);
+        painter.drawPolygon(polygon);
+        for (const QPointF &p : r.points)
+            painter.drawEllipse(p, 2.5 / painter.transform().m11(), 2.5 / painter.transform().m11());
+        break;
+    }
+    case 103:
+    case 205:
+    case 115:
+        painter.drawLine(from, to);
+        break;
+    case 114: {
+        // The line, and an arrowhead at its joint end.
+        painter.drawLine(from, to);
+        const QLineF line(to, from);
+        const double head = std::min(line.length() * 0.25, 30.0 / painter.transform().m11());
+        QLineF barb1 = QLineF::fromPolar(head, line.angle() + 25).translated(to);
+        QLineF barb2 = QLineF::fromPolar(head, line.angle() - 25).translated(to);
+        painter.drawLine(barb1);
+        painter.drawLine(barb2);
+        break;
+    }
+    case 203:
+    case 204: {
+        const double y = b.y() + b.height() / 2;
+        const double joint = r.code == 203 ? b.left() : b.right();
+        const double ends = r.code == 203 ? b.right() : b.left();
+        painter.drawLine(QPointF(ends, b.top()), QPointF(joint, y));
+        painter.drawLine(QPointF(joint, y), QPointF(ends, b.bottom()));
+        break;
+    }
+    case 206:
+        for (const QVector<QPointF> &stroke : r.connected) {
+            if (!stroke.isEmpty())
+                painter.drawLine(stroke.first(), stroke.last());
+        }
+        break;
+    default:
+        break;
+    }
+}
+
+void drawCell(QPainter &painter, const QRectF &cell, const inkset::Scribble &scribble, double scale)
+{
+    const QVector<QVector<QPointF>> pixels = inkset::toPixels(scribble.strokes, scale);
+    const Result r = classify(pixels);
+
+    painter.save();
+    painter.setPen(QColor(220, 220, 220));
+    painter.drawRect(cell.adjusted(1, 1, -1, -1));
+    QRectF box;
+    for (const QVector<QPointF> &stroke : pixels) {
+        for (const QPointF &p : stroke)
+            box = box.isNull() ? QRectF(p, QSizeF(0.001, 0.001)) : box.united(QRectF(p, QSizeF(0.001, 0.001)));
+    }
+    if (r.code != 0 && r.code != 206)
+        box = box.united(r.rect.normalized());
+    const QRectF area = cell.adjusted(8, 8, -8, -22);
+    const double fit = std::min(area.width() / std::max(box.width(), 1.0), area.height() / std::max(box.height(), 1.0));
+    painter.translate(area.center());
+    painter.scale(fit, fit);
+    painter.translate(-box.center());
+    painter.setRenderHint(QPainter::Antialiasing);
+
+    QPen ink(QColor(150, 150, 150), 3.0 / fit, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+    painter.setPen(ink);
+    for (const QVector<QPointF> &stroke : pixels)
+        painter.drawPolyline(QPolygonF(stroke));
+    QPen figure(QColor(200, 30, 30), 2.0 / fit, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+    painter.setPen(figure);
+    painter.setBrush(Qt::NoBrush);
+    drawFigure(painter, r);
+    painter.restore();
+
+    QString caption = QString::number(r.code);
+    if (r.code == 102)
+        caption += QStringLiteral("/%1").arg(r.points.size());
+    painter.setPen(r.code == 0 ? QColor(120, 120, 120) : QColor(200, 30, 30));
+    painter.drawText(cell.adjusted(4, 0, -4, -4), Qt::AlignBottom | Qt::AlignHCenter, caption);
+}
+
+// The ids file: "# caption" starts a row, every other line is "set<TAB>id".
+int drawSheet(const QVector<inkset::DataSet> &sets, const QString &output, const QString &idsFile)
+{
+    QHash<QString, QPair<const inkset::DataSet *, const inkset::Scribble *>> byId;
+    for (const inkset::DataSet &set : sets) {
+        for (const inkset::Scribble &scribble : set.scribbles)
+            byId.insert(scribble.id, qMakePair(&set, &scribble));
+    }
+    QFile file(idsFile);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        std::fprintf(stderr, "cannot read %s\n", qPrintable(idsFile));
+        return 1;
+    }
+    struct Row
+    {
+        QString caption;
+        QStringList ids;
+    };
+    QVector<Row> rows;
+    QTextStream in(&file);
+    while (!in.atEnd()) {
+        const QString line = in.readLine().trimmed();
+        if (line.isEmpty())
+            continue;
+        if (line.startsWith(QLatin1Char('#')))
+            rows.append(Row{line.mid(1).trimmed(), {}});
+        else if (!rows.isEmpty())
+            rows.last().ids.append(line);
+    }
+    int columns = 0;
+    for (const Row &row : rows)
+        columns = std::max(columns, int(row.ids.size()));
+    const int cell = 116;
+    const int captionWidth = 150;
+    const int rowsPerColumn = (rows.size() + 1) / 2;
+    const int blockWidth = captionWidth + columns * cell;
+    QImage image(2 * blockWidth + 10, rowsPerColumn * cell, QImage::Format_RGB32);
+    image.fill(Qt::white);
+    QPainter painter(&image);
+    QFont font = painter.font();
+    font.setPixelSize(12);
+    painter.setFont(font);
+    for (int k = 0; k < rows.size(); ++k) {
+        const int x0 = (k / rowsPerColumn) * (blockWidth + 10);
+        const int y0 = (k % rowsPerColumn) * cell;
+        painter.setPen(Qt::black);
+        painter.drawText(QRectF(x0 + 4, y0, captionWidth - 8, cell), Qt::AlignVCenter | Qt::TextWordWrap,
+                         rows.at(k).caption);
+        for (int c = 0; c < rows.at(k).ids.size(); ++c) {
+            const auto found = byId.constFind(rows.at(k).ids.at(c));
+            if (found == byId.constEnd())
+                continue;
+            drawCell(painter, QRectF(x0 + captionWidth + c * cell, y0, cell, cell), *found.value().second,
+                     found.value().first->scale);
+        }
+    }
+    painter.end();
+    if (!image.save(output, "PNG")) {
+        std::fprintf(stderr, "cannot write %s\n", qPrintable(output));
+        return 1;
+    }
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication app(argc, argv);
+    const QStringList args = app.arguments();
+    if (args.size() < 3) {
+        std::fprintf(stderr, "usage: %s <ink folder> --json | --sheet <out.png> <ids file>\n", argv[0]);
+        return 2;
+    }
+    QVector<inkset::DataSet> sets;
+    QString error;
+    if (!inkset::readAll(args.at(1), sets, &error)) {
+        std::fprintf(stderr, "%s\n", qPrintable(error));
+        return 1;
+    }
+    if (args.at(2) == QLatin1String("--json"))
+        return printJson(sets);
+    if (args.at(2) == QLatin1String("--sheet") && args.size() >= 5)
+        return drawSheet(sets, args.at(3), args.at(4));
+    std::fprintf(stderr, "unknown mode %s\n", qPrintable(args.at(2)));
+    return 2;
+}
