@@ -329,19 +329,23 @@ QVariant CVariantUtil::variantFromXMLFragment(const QString &fragment)
 QString CVariantUtil::escape(const QString &text)
 {
     UTILITY_TRACE_ENTER("CVariantUtil::escape");
+    // Fragments run to megabytes: copy the plain runs between the three
+    // characters in one piece each.
     QString result;
     if (!text.isEmpty()) {
         result.reserve(static_cast<int>(text.size() * 1.1));
-        for (const QChar c : text) {
-            if (c == QLatin1Char('<'))
-                result += QLatin1String("&lt;");
-            else if (c == QLatin1Char('>'))
-                result += QLatin1String("&gt;");
-            else if (c == QLatin1Char('&'))
-                result += QLatin1String("&amp;");
-            else
-                result += c;
+        const QChar *begin = text.constData();
+        const QChar *end = begin + text.size();
+        const QChar *run = begin;
+        for (const QChar *p = begin; p != end; ++p) {
+            const char16_t c = p->unicode();
+            if (c != u'<' && c != u'>' && c != u'&')
+                continue;
+            result.append(run, static_cast<int>(p - run));
+            result += c == u'<' ? QLatin1String("&lt;") : c == u'>' ? QLatin1String("&gt;") : QLatin1String("&amp;");
+            run = p + 1;
         }
+        result.append(run, static_cast<int>(end - run));
     }
     UTILITY_TRACE_EXIT("CVariantUtil::escape");
     return result;
@@ -350,17 +354,19 @@ QString CVariantUtil::escape(const QString &text)
 QString CVariantUtil::deEscape(const QString &text)
 {
     UTILITY_TRACE_ENTER("CVariantUtil::deEscape");
-    QString result;
-    result.reserve(text.size());
-    // mark: where the last "&" sits in result, or -1. A replacement clears it, so
-    // the "&" that "&amp;" turns into never starts another entity.
-    qsizetype mark = -1;
+    // The result is never longer than the text: write it in place of a copy.
+    QString result(text);
+    QChar *out = result.data();
+    QChar *const outBegin = out;
+    // mark: where the last "&" sits in the result, or null. A replacement clears
+    // it, so the "&" that "&amp;" turns into never starts another entity.
+    QChar *mark = nullptr;
     for (const QChar c : text) {
         if (c == QLatin1Char('&')) {
-            mark = result.size();
-            result += c;
-        } else if (c == QLatin1Char(';') && mark >= 0) {
-            const QStringView entity = QStringView(result).mid(mark);
+            mark = out;
+        } else if (c == QLatin1Char(';') && mark) {
+            QChar *const entityStart = mark;
+            const QStringView entity(entityStart, out - entityStart);
             QChar replacement;
             if (entity == QLatin1String("&lt"))
                 replacement = QLatin1Char('<');
@@ -368,17 +374,16 @@ QString CVariantUtil::deEscape(const QString &text)
                 replacement = QLatin1Char('>');
             else if (entity == QLatin1String("&amp"))
                 replacement = QLatin1Char('&');
-            if (replacement.isNull()) {
-                result += c;
-            } else {
-                result.truncate(mark);
-                result += replacement;
+            mark = nullptr;
+            if (!replacement.isNull()) {
+                out = entityStart;
+                *out++ = replacement;
+                continue;
             }
-            mark = -1;
-        } else {
-            result += c;
         }
+        *out++ = c;
     }
+    result.truncate(static_cast<int>(out - outBegin));
     UTILITY_TRACE_EXIT("CVariantUtil::deEscape");
     return result;
 }
