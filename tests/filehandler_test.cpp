@@ -325,23 +325,22 @@ TEST(CFileHandler, DestroyDeletesTheWholeTreeAndCopiesAreShallow)
 
     {
         // A copy shares the member pointers: it finds and runs the same handlers.
-        // Only the original is ever destroyed, so the copy's members are released
-        // here by hand.
-        auto *copy = new CFileHandlerGroup(*group);
-        EXPECT_EQ(copy->getHandlerByName(QStringLiteral("b")), group->getHandlerByName(QStringLiteral("B")));
-        EXPECT_EQ(copy->getFilter(), group->getFilter());
-        ::operator delete(static_cast<void *>(copy)); // skip the destructor on purpose
+        // Only one of the two may be destroyed with its members, so the copy is
+        // emptied by assigning a group without members before it goes.
+        CFileHandlerGroup copy(*group);
+        EXPECT_EQ(copy.getHandlerByName(QStringLiteral("b")), group->getHandlerByName(QStringLiteral("B")));
+        EXPECT_EQ(copy.getFilter(), group->getFilter());
+        copy = CFileHandlerGroup(QStringLiteral("Empty"), CFileHandler::eListGroupOnly, nullptr);
+        EXPECT_EQ(copy.getFilter(), QStringLiteral("Empty ()"));
     }
     {
-        CFileHandlerSingle *c = static_cast<CFileHandlerSingle *>(t.top[2]);
-        auto *copy = new CFileHandlerSingle(*c);
-        EXPECT_TRUE(copy->exec(QStringLiteral("copy.c")));
+        // Likewise a copy of a single handler runs the same action object.
+        const auto *c = static_cast<CFileHandlerSingle *>(t.top[2]);
+        CFileHandlerSingle copy(*c);
+        EXPECT_TRUE(copy.exec(QStringLiteral("copy.c")));
         EXPECT_EQ(t.journal->calls, QStringList{QStringLiteral("C:copy.c")});
-        CFileHandlerSingle assigned(QStringLiteral("X"), QStringLiteral(".x"), nullptr, nullptr);
-        assigned = *copy;
-        EXPECT_EQ(assigned.getFilter(), QStringLiteral("C (*.c)"));
-        assigned = CFileHandlerSingle(QStringLiteral("X"), QStringLiteral(".x"), nullptr, nullptr); // null action
-        ::operator delete(static_cast<void *>(copy));
+        EXPECT_EQ(copy.getFilter(), QStringLiteral("C (*.c)"));
+        copy = CFileHandlerSingle(QStringLiteral("X"), QStringLiteral(".x"), nullptr, nullptr); // drops the shared action
     }
     EXPECT_EQ(t.journal->destroyed, 0);
 
