@@ -1,0 +1,261 @@
+#ifndef UTILITY_TESTS_FILETREE_H
+#define UTILITY_TESTS_FILETREE_H
+
+// Small helpers for tests that build real file trees in a temporary directory:
+// files, links, FIFOs, and a way to make permission bits count while the
+// tests run as root (root ignores them).
+
+#include <QByteArray>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QString>
+#include <QStringList>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <csignal>
+#include <memory>
+#include <ostream>
+#include <string>
+
+#include <dirent.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+// Readable failure messages for names and listings. Internal linkage, so that
+// it cannot clash with a printer that another test file may bring.
+static inline void PrintTo(const QString &text, std::ostream *os)
+{
+    *os << '"' << text.toStdString() << '"';
+}
+
+namespace filetree {
+
+inline QByteArray native(const QString &path)
+{
+    return QFile::encodeName(path);
+}
+
+// Writes data to path, creating the parent directories.
+inline bool writeFile(const QString &path, const QByteArray &data)
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        return false;
+    return file.write(data) == data.size();
+}
+
+// The contents of path, or "<missing>" when it cannot be read.
+inline QByteArray readFile(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return QByteArrayLiteral("<missing>");
+    return file.readAll();
+}
+
+inline bool makeLink(const QString &target, const QString &link)
+{
+    return ::symlink(native(target).constData(), native(link).constData()) == 0;
+}
+
+// The raw target of a link as stored, relative targets kept relative.
+inline QString linkTarget(const QString &link)
+{
+    char buffer[4096];
+    const ssize_t length = ::readlink(native(link).constData(), buffer, sizeof buffer - 1);
+    if (length < 0)
+        return QString();
+    buffer[length] = '\0';
+    return QFile::decodeName(buffer);
+}
+
+inline bool isLink(const QString &path)
+{
+    struct stat st;
+    return ::lstat(native(path).constData(), &st) == 0 && S_ISLNK(st.st_mode);
+}
+
+// Exists as anything, a dangling link included.
+inline bool present(const QString &path)
+{
+    struct stat st;
+    return ::lstat(native(path).constData(), &st) == 0;
+}
+
+// Removes a file, a link or a tree (QDir::removeRecursively never follows links).
+inline void removeTree(const QString &path)
+{
+    if (isLink(path) || !QFileInfo(path).isDir())
+        QFile::remove(path);
+    else
+        QDir(path).removeRecursively();
+}
+
+inline bool makeFifo(const QString &path)
+{
+    return ::mkfifo(native(path).constData(), 0600) == 0;
+}
+
+inline int modeOf(const QString &path)
+{
+    struct stat st;
+    if (::lstat(native(path).constData(), &st) != 0)
+        return -1;
+    return static_cast<int>(st.st_mode & 07777);
+}
+
+inline bool setMode(const QString &path, int mode)
+{
+    return ::chmod(native(path).constData(), static_cast<mode_t>(mode)) == 0;
+}
+
+// Every entry below dir (hidden ones too) as relative paths, sorted; links are
+// listed, never entered. Directories end in "/", links read "name -> target".
+inline QStringList listing(const QString &dir, const QString &prefix = QString())
+{
+    QStringList result;
+    DIR *handle = ::opendir(native(dir).constData());
+    if (!handle)
+        return result;
+    while (struct dirent *entry = ::readdir(handle)) {
+        const QString name = QFile::decodeName(entry->d_name);
+        if (name == QLatin1String(".") || name == QLatin1String(".."))
+            continue;
+        const QString path = dir + QLatin1Char('/') + name;
+        const QString relative = prefix + name;
+        struct stat st;
+        if (::lstat(native(path).constData(), &st) != 0)
+            continue;
+        if (S_ISLNK(st.st_mode)) {
+            result << relative + QStringLiteral(" -> ") + linkTarget(path);
+        } else if (S_ISDIR(st.st_mode)) {
+            result << relative + QLatin1Char('/');
+            result << listing(path, relative + QLatin1Char('/'));
+        } else {
+            result << relative;
+        }
+    }
+    ::closedir(handle);
+    result.sort();
+    return result;
+}
+
+// Hands a tree to another user (lchown, links untouched as links).
+inline void chownTree(const QString &path, uid_t uid, gid_t gid)
+{
+    ::lchown(native(path).constData(), uid, gid);
+    struct stat st;
+    if (::lstat(native(path).constData(), &st) != 0 || !S_ISDIR(st.st_mode))
+        return;
+    const QStringList names = QDir(path).entryList(QDir::AllEntries | QDir::Hidden | QDir::System
+                                                   | QDir::NoDotAndDotDot);
+    for (const QString &name : names)
+        chownTree(path + QLatin1Char('/') + name, uid, gid);
+}
+
+// The unprivileged account the tests borrow when they run as root.
+constexpr uid_t kNobody = 65534;
+
+// While it lives, the process runs with the real and effective user given,
+// keeping root as its saved user so that the destructor can return. Only
+// possible when the tests run as root; ok() says whether the switch happened.
+// Permission bits (and access(), which asks for the real user) count again.
+class ScopedUser
+{
+public:
+    ScopedUser(uid_t real, uid_t effective)
+    {
+        if (::geteuid() != 0 || ::getuid() != 0) {
+            m_why = "the tests do not run as root, so they cannot switch users";
+            return;
+        }
+        if (::setresuid(real, effective, 0) != 0) {
+            m_why = std::string("setresuid failed: ") + std::strerror(errno);
+            return;
+        }
+        m_switched = true;
+    }
+    ~ScopedUser()
+    {
+        if (m_switched && ::setresuid(0, 0, 0) != 0)
+            std::abort(); // the remaining tests would run as someone else
+    }
+    ScopedUser(const ScopedUser &) = delete;
+    ScopedUser &operator=(const ScopedUser &) = delete;
+
+    bool ok() const { return m_switched; }
+    const std::string &why() const { return m_why; }
+
+private:
+    bool m_switched = false;
+    std::string m_why;
+};
+
+// Permission bits hold for whoever runs the tests, except root. Creates the
+// situation where they hold: as root the tree is handed to the nobody account
+// and the process becomes that user for the lifetime of the object; for any
+// other user nothing changes.
+class PermissionsCount
+{
+public:
+    explicit PermissionsCount(const QString &tree)
+    {
+        if (::geteuid() != 0)
+            return;
+        chownTree(tree, kNobody, kNobody);
+        m_user.reset(new ScopedUser(kNobody, kNobody));
+    }
+    bool ok() const { return !m_user || m_user->ok(); }
+    std::string why() const { return m_user ? m_user->why() : std::string(); }
+
+private:
+    std::unique_ptr<ScopedUser> m_user;
+};
+
+// A destination that is "full": writes beyond limitBytes fail with EFBIG, for
+// root as well. Restores the limit and the signal action afterwards.
+class ScopedFileSizeLimit
+{
+public:
+    explicit ScopedFileSizeLimit(rlim_t limitBytes)
+    {
+        ::getrlimit(RLIMIT_FSIZE, &m_previous);
+        m_previousHandler = std::signal(SIGXFSZ, SIG_IGN);
+        struct rlimit limit = m_previous;
+        limit.rlim_cur = limitBytes;
+        m_ok = ::setrlimit(RLIMIT_FSIZE, &limit) == 0;
+    }
+    ~ScopedFileSizeLimit()
+    {
+        ::setrlimit(RLIMIT_FSIZE, &m_previous);
+        std::signal(SIGXFSZ, m_previousHandler);
+    }
+    ScopedFileSizeLimit(const ScopedFileSizeLimit &) = delete;
+    ScopedFileSizeLimit &operator=(const ScopedFileSizeLimit &) = delete;
+    bool ok() const { return m_ok; }
+
+private:
+    struct rlimit m_previous;
+    void (*m_previousHandler)(int) = SIG_DFL;
+    bool m_ok = false;
+};
+
+} // namespace filetree
+
+#define REQUIRE_PERMISSIONS_COUNT(guard)                                                       \
+    do {                                                                                       \
+        if (!(guard).ok())                                                                     \
+            GTEST_SKIP() << "cannot make permission bits count here (running as root and "     \
+                            "unable to switch to an unprivileged user): "                      \
+                         << (guard).why();                                                     \
+    } while (false)
+
+#endif // UTILITY_TESTS_FILETREE_H
