@@ -9,6 +9,8 @@
 #include <QMetaType>
 #include <QVariant>
 
+#include <limits>
+
 namespace QtCompat {
 
 // The type id of a variant, as the numbers QMetaType has always used
@@ -47,6 +49,19 @@ inline void setLegacyFontWeight(QFont &font, int legacyWeight)
     font.setWeight(best->weight);
 #else
     font.setWeight(qBound(0, legacyWeight, 99));
+#endif
+}
+
+// ---- zip archives ----
+
+// The most bytes one QByteArray can hold. Qt 5 counts them in an int (less the
+// array header); Qt 6 in a qsizetype, which no entry of a zip archive reaches.
+inline quint64 maxByteArraySize()
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    return static_cast<quint64>(std::numeric_limits<qsizetype>::max() / 2);
+#else
+    return static_cast<quint64>(std::numeric_limits<int>::max() - 64);
 #endif
 }
 
