@@ -672,7 +672,8 @@ bool extractCabinet(const QString &destDir, const QString &cabFile, QStringList 
         const QString nested = joinPath(base, name);
         if (!extractCabinet(subDir, nested, files, true, depth + 1, root))
             return false;
-        QFile::remove(nested);
+        if (!QFile::remove(nested))
+            UTILITY_WARN("Cannot remove an expanded nested cabinet: ", shown(nested));
     }
     return true;
 }

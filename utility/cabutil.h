@@ -38,7 +38,8 @@
 //  - names that would resolve outside destDir through an existing symbolic link,
 //    and targets that are symbolic links themselves;
 //  - a cabinet whose declared uncompressed size exceeds the free space of the
-//    destination's volume (checked before anything of it is written).
+//    destination's volume, or whose free space cannot be told (checked before
+//    anything of it is written).
 //
 // With `recursive`, every extracted entry whose name ends in ".cab" (exactly so,
 // in lower case) is extracted in turn into a directory beside it that is named

@@ -31,11 +31,24 @@ int fail()
 
 int openForReading(const QString &path)
 {
+    // Non-blocking, so that a FIFO given as the cabinet cannot hang the caller;
+    // only regular files are read.
     int fd;
     do
-        fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+        fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     while (fd < 0 && errno == EINTR);
-    return fd < 0 ? fail() : fd;
+    if (fd < 0)
+        return fail();
+    struct stat info;
+    const bool statted = ::fstat(fd, &info) == 0;
+    if (statted && !S_ISREG(info.st_mode))
+        errno = S_ISDIR(info.st_mode) ? EISDIR : EINVAL;
+    if (!statted || !S_ISREG(info.st_mode)) {
+        fail();
+        ::close(fd);
+        return -1;
+    }
+    return fd;
 }
 
 int createNew(const QString &path)
