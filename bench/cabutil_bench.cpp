@@ -21,6 +21,7 @@
 
 #include <cstdio>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -135,9 +136,17 @@ class RatioReporter : public benchmark::ConsoleReporter
 public:
     void ReportRuns(const std::vector<Run> &runs) override
     {
-        for (const Run &run : runs)
-            if (!run.error_occurred && run.run_type == Run::RT_Iteration)
-                m_times[run.benchmark_name()] = run.GetAdjustedRealTime();
+        // One figure per benchmark: the single run, or the median of repetitions.
+        for (const Run &run : runs) {
+            if (run.error_occurred)
+                continue;
+            if (run.run_type == Run::RT_Iteration && !m_medians.count(run.run_name.str()))
+                m_times[run.run_name.str()] = run.GetAdjustedRealTime();
+            else if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
+                m_times[run.run_name.str()] = run.GetAdjustedRealTime();
+                m_medians.insert(run.run_name.str());
+            }
+        }
         ConsoleReporter::ReportRuns(runs);
     }
 
@@ -155,6 +164,7 @@ public:
 
 private:
     std::map<std::string, double> m_times;
+    std::set<std::string> m_medians;
 };
 
 } // namespace
