@@ -34,3 +34,12 @@ if(NOT TARGET Utility::emf2svg)
   set_target_properties(Utility::uemf PROPERTIES IMPORTED_LOCATION "${UEMF_LIBRARY}"
     INTERFACE_INCLUDE_DIRECTORIES "${UEMF_INCLUDE_DIR}")
 endif()
+
+# libUEMF exports a wmf_free of its own. Linked like the others it would sit in the
+# global symbol scope and capture libwmf's calls to libwmflite's wmf_free (a crash
+# on the first Windows metafile), so the library loads libemf2svg, and libUEMF
+# with it, at run time with local binding. The file name to load is its soname.
+file(READ_ELF "${EMF2SVG_LIBRARY}" SONAME EMF2SVG_SONAME)
+if(NOT EMF2SVG_SONAME)
+  get_filename_component(EMF2SVG_SONAME "${EMF2SVG_LIBRARY}" NAME)
+endif()
