@@ -64,9 +64,6 @@ Data &data()
     return *instance;
 }
 
-// Mean real and CPU seconds per iteration of each benchmark.
-std::map<std::string, std::pair<double, double>> g_secondsPerIteration;
-
 void BM_GetFileCRC(benchmark::State &state)
 {
     Data &d = data();
@@ -98,7 +95,7 @@ void BM_Crc32InMemory(benchmark::State &state)
 }
 BENCHMARK(BM_Crc32InMemory)->Unit(benchmark::kMillisecond)->MinTime(3.0);
 
-// Collects each run's mean time so that the ratio can be printed at the end.
+// Keeps each benchmark's time so that the ratio can be printed at the end.
 class RatioReporter : public benchmark::ConsoleReporter
 {
 public:
@@ -111,12 +108,30 @@ public:
     {
         ConsoleReporter::ReportRuns(runs);
         for (const Run &run : runs) {
-            if (run.run_type == Run::RT_Iteration && run.iterations > 0)
-                g_secondsPerIteration[run.run_name.function_name] = {
-                    run.real_accumulated_time / double(run.iterations),
-                    run.cpu_accumulated_time / double(run.iterations)};
+            const std::string name = run.run_name.function_name;
+            const std::pair<double, double> times{run.GetAdjustedRealTime(),
+                                                  run.GetAdjustedCPUTime()};
+            // With repetitions the median speaks for a benchmark; otherwise its run.
+            if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median")
+                m_median[name] = times;
+            else if (run.run_type == Run::RT_Iteration && run.iterations > 0)
+                m_single[name] = times;
         }
     }
+
+    // Real and CPU time per iteration (in the benchmark's unit), or zeros.
+    std::pair<double, double> times(const std::string &name) const
+    {
+        const auto median = m_median.find(name);
+        if (median != m_median.end())
+            return median->second;
+        const auto single = m_single.find(name);
+        return single != m_single.end() ? single->second : std::pair<double, double>{0, 0};
+    }
+
+private:
+    std::map<std::string, std::pair<double, double>> m_median;
+    std::map<std::string, std::pair<double, double>> m_single;
 };
 
 } // namespace
@@ -128,13 +143,11 @@ int main(int argc, char **argv)
         return 1;
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-    const auto file = g_secondsPerIteration.find("BM_GetFileCRC");
-    const auto memory = g_secondsPerIteration.find("BM_Crc32InMemory");
-    if (file != g_secondsPerIteration.end() && memory != g_secondsPerIteration.end()
-        && memory->second.first > 0 && memory->second.second > 0)
+    const auto file = reporter.times("BM_GetFileCRC");
+    const auto memory = reporter.times("BM_Crc32InMemory");
+    if (memory.first > 0 && memory.second > 0)
         std::printf("getFileCRC / in-memory crc32: real time ratio %.3f, CPU time ratio %.3f\n",
-                    file->second.first / memory->second.first,
-                    file->second.second / memory->second.second);
+                    file.first / memory.first, file.second / memory.second);
     benchmark::Shutdown();
     return 0;
 }

@@ -78,6 +78,7 @@ struct CabEntry
     quint16 attribs = 0x20;
     quint16 date = (17 << 9) | (3 << 5) | 12; // 1997-03-12
     quint16 time = (11 << 11) | (13 << 5) | 26; // 11:13:52
+    quint16 folder = 0; // 0xFFFD..0xFFFF: continued from or into other cabinets
 };
 
 void put16(QByteArray &out, quint16 v)
@@ -91,14 +92,14 @@ void put32(QByteArray &out, quint32 v)
     put16(out, quint16(v >> 16));
 }
 
-QByteArray makeCabinet(const std::vector<CabEntry> &entries, int corruptBlock = -1)
+QByteArray makeCabinet(const std::vector<CabEntry> &entries, int corruptBlock = -1, bool hasPrevious = false)
 {
     QByteArray payload;
     QByteArray files;
     for (const CabEntry &e : entries) {
         put32(files, quint32(e.data.size()));
         put32(files, quint32(payload.size()));
-        put16(files, 0);
+        put16(files, e.folder);
         put16(files, e.date);
         put16(files, e.time);
         put16(files, e.attribs);
@@ -106,7 +107,8 @@ QByteArray makeCabinet(const std::vector<CabEntry> &entries, int corruptBlock = 
         payload += e.data;
     }
     const int blocks = (payload.size() + 32767) / 32768;
-    const int dataOffset = 36 + 8 + files.size();
+    const QByteArray setNames = hasPrevious ? QByteArray("prev.cab\0disk 1\0", 16) : QByteArray();
+    const int dataOffset = 36 + setNames.size() + 8 + files.size();
     QByteArray data;
     for (int b = 0; b < blocks; ++b) {
         const QByteArray chunk = payload.mid(b * 32768, 32768);
@@ -119,14 +121,15 @@ QByteArray makeCabinet(const std::vector<CabEntry> &entries, int corruptBlock = 
     put32(cab, 0);
     put32(cab, quint32(dataOffset + data.size()));
     put32(cab, 0);
-    put32(cab, 36 + 8);
+    put32(cab, quint32(36 + setNames.size() + 8));
     put32(cab, 0);
     cab.append(char(3)).append(char(1));
     put16(cab, 1);
     put16(cab, quint16(entries.size()));
-    put16(cab, 0);
+    put16(cab, hasPrevious ? 0x0001 : 0);
     put16(cab, 0x1234);
-    put16(cab, 0);
+    put16(cab, hasPrevious ? 1 : 0);
+    cab += setNames;
     put32(cab, quint32(dataOffset));
     put16(cab, quint16(blocks));
     put16(cab, 0);
@@ -579,9 +582,12 @@ TEST(CabUtil, SkipsFilesContinuedFromOrIntoOtherCabinets)
         {"libmspack/split-1.cab", {QStringLiteral("small1.bin")}, 2},
         {"libmspack/split-2.cab", {}, 3},
         {"libmspack/split-3.cab", {}, 1},
+        {"libmspack/split-4.cab", {}, 3},
         {"libmspack/split-5.cab", {}, 2},
         {"libmspack/multi_basic_pt1.cab", {}, 3},
+        {"libmspack/multi_basic_pt2.cab", {}, 3},
         {"libmspack/multi_basic_pt3.cab", {}, 3},
+        {"libmspack/multi_basic_pt4.cab", {}, 3},
         {"libmspack/multi_basic_pt5.cab", {}, 3},
         {"libarchive/test_read_format_cab_multi.p1.cab", {}, 1},
         {"libarchive/test_read_format_cab_multi.p2.cab", {}, 1},
@@ -597,13 +603,30 @@ TEST(CabUtil, SkipsFilesContinuedFromOrIntoOtherCabinets)
         EXPECT_EQ(int(log.warnings().size()), c.skipped);
         EXPECT_TRUE(anyWarningContains(log, "Skipped a file continued from or into another cabinet"));
     }
+    // A file that begins in this cabinet, but in the folder the previous one began,
+    // cannot be decoded alone either.
+    QTemporaryDir dir;
+    CabEntry tail{"tail.bin", "end of a file from the previous cabinet"};
+    tail.folder = 0xFFFD;
+    ASSERT_TRUE(writeFile(dir.filePath(QStringLiteral("part2.cab")),
+                          makeCabinet({tail, CabEntry{"whole.txt", "whole"}}, -1, true)));
+    QTemporaryDir out;
+    QStringList files;
+    {
+        CapturedLog log("INFO");
+        EXPECT_TRUE(CabUtil::decompress(out.path(), dir.filePath(QStringLiteral("part2.cab")), files, false));
+        EXPECT_EQ(log.warnings().size(), 2u);
+        EXPECT_TRUE(anyWarningContains(log, "continued from or into another cabinet: whole.txt"));
+    }
+    EXPECT_TRUE(files.isEmpty());
+    EXPECT_TRUE(tree(out.path()).isEmpty());
+
     // small1.bin is whole in the first part and must match what cabextract makes of
     // the complete set.
     if (!haveCabextract())
         return;
     QTemporaryDir reference;
     QTemporaryDir ours;
-    QStringList files;
     CapturedLog log("INFO");
     ASSERT_TRUE(CabUtil::decompress(ours.path(), sample(QStringLiteral("libmspack/split-1.cab")), files, false));
     cabextract(sample(QStringLiteral("libmspack/split-1.cab")), reference.path());

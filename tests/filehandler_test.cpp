@@ -274,6 +274,8 @@ TEST(CFileHandler, ExecDispatchesToTheSuffixHandler)
         EXPECT_FALSE(CFileHandler::exec(t.top, QStringLiteral("/data/README")));
     }
     EXPECT_EQ(t.journal->calls, QStringList({"PNG image:/data/a.PNG", "Text:/data/b.txt"}));
+    CFileHandlerSingle withoutAction(QStringLiteral("Bare"), QStringLiteral(".bare"), nullptr, nullptr);
+    EXPECT_FALSE(withoutAction.exec(QStringLiteral("x.bare")));
 }
 
 TEST(CFileHandlerGroup, ExecPicksTheFirstMemberThatDoesNotClaimTheSuffix)

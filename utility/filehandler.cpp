@@ -167,8 +167,9 @@ CFileHandler *CFileHandlerSingle::getHandlerByName(const QString &name)
 bool CFileHandlerSingle::exec(const QString &path) const
 {
     UTILITY_TRACE_ENTER_ARG("CFileHandlerSingle::exec", path);
-    // No null test: a handler that is ever executed must have been given an action.
-    const bool result = (*m_action)(path);
+    // A handler that is ever executed must have been given an action; one without
+    // reports false rather than crash.
+    const bool result = m_action ? (*m_action)(path) : false;
     UTILITY_TRACE_RESULT("CFileHandlerSingle::exec", result);
     return result;
 }

@@ -24,15 +24,16 @@ class UTILITY_EXPORT CFileHandler
 public:
     using Action = IFunctorP1R<const QString &, bool>;
 
-    // Only 0 is tested: every other value lists the group's entry alone.
-    enum EGroupListingMethod { eListGroupAndMembers = 0, eListGroupOnly = 1 };
+    // Only 0 is tested: every other value lists the group's entry alone. The
+    // underlying type is fixed so that any int is a valid value.
+    enum EGroupListingMethod : int { eListGroupAndMembers = 0, eListGroupOnly = 1 };
 
     CFileHandler(const CFileHandler &other) = default;
     CFileHandler &operator=(const CFileHandler &other) = default;
 
     // The handler (never a group) whose display name equals name, ignoring case.
     virtual CFileHandler *getHandlerByName(const QString &name) = 0;
-    // Runs the action for path and returns its result.
+    // Runs the action for path and returns its result (false without an action).
     virtual bool exec(const QString &path) const = 0;
     // The handler (never a group) that claims suffix (with its dot), ignoring case.
     virtual CFileHandler *handlesSuffix(const QString &suffix) = 0;

@@ -98,7 +98,6 @@ QStringList realUserGroupNames()
     std::vector<char> buffer(16384);
     if (getpwuid_r(getuid(), &pwd, buffer.data(), buffer.size(), &found) == 0 && found) {
         int listed = 64;
-        std::vector<gid_t> member(static_cast<size_t>(listed));
 #ifdef __APPLE__
         std::vector<int> raw(static_cast<size_t>(listed));
         if (getgrouplist(found->pw_name, static_cast<int>(found->pw_gid), raw.data(), &listed) != -1) {
@@ -106,6 +105,7 @@ QStringList realUserGroupNames()
                 ids.push_back(static_cast<gid_t>(raw[static_cast<size_t>(i)]));
         }
 #else
+        std::vector<gid_t> member(static_cast<size_t>(listed));
         if (getgrouplist(found->pw_name, found->pw_gid, member.data(), &listed) == -1 && listed > 64) {
             member.resize(static_cast<size_t>(listed));
             if (getgrouplist(found->pw_name, found->pw_gid, member.data(), &listed) == -1)
