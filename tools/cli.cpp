@@ -1,5 +1,9 @@
 #include "command.h"
 
+#include <logging/logsystem.h>
+
+#include <QMutex>
+
 #include <cstdio>
 #include <unistd.h>
 
@@ -18,18 +22,48 @@ bool parse(QCommandLineParser &parser, const QString &command, const QString &de
         return false;
     }
     if (parser.isSet(help)) {
-        std::fputs(qPrintable(parser.helpText()), stdout);
+        // Qt names the program by its path; the usage line names the subcommand.
+        QString text = parser.helpText();
+        const int usageEnd = text.indexOf(QLatin1String(" [options]"));
+        if (text.startsWith(QLatin1String("Usage: ")) && usageEnd > 0)
+            text.replace(7, usageEnd - 7, QStringLiteral("wbutil ") + command);
+        std::fputs(text.toLocal8Bit().constData(), stdout);
         exitCode = 0;
         return false;
     }
     return true;
 }
 
+namespace {
+QMutex g_warningMutex;
+std::string g_lastWarning;
+} // namespace
+
+void collectLibraryWarnings()
+{
+    CLogSystem::theRootInstance->setSink([](basic_logging::Severity severity, const std::string &line) {
+        if (severity != basic_logging::Severity::Warning)
+            return;
+        // Keep the message, not the source location in front of it.
+        const auto tab = line.rfind('\t');
+        QMutexLocker lock(&g_warningMutex);
+        g_lastWarning = tab == std::string::npos ? line : line.substr(tab + 1);
+    });
+}
+
 int fail(const QString &command, const QString &message, int status)
 {
     endProgress();
     const QString prefix = command.isEmpty() ? QStringLiteral("wbutil") : QStringLiteral("wbutil ") + command;
-    std::fprintf(stderr, "%s: %s\n", qPrintable(prefix), message.toLocal8Bit().constData());
+    QString text = message;
+    {
+        QMutexLocker lock(&g_warningMutex);
+        if (status != 0 && !g_lastWarning.empty())
+            text += QStringLiteral(": ") + QString::fromStdString(g_lastWarning).trimmed();
+        g_lastWarning.clear();
+    }
+    text.replace(QLatin1Char('\n'), QLatin1Char(' '));
+    std::fprintf(stderr, "%s: %s\n", qPrintable(prefix), text.toLocal8Bit().constData());
     return status;
 }
 

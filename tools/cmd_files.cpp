@@ -3,9 +3,7 @@
 #include "command.h"
 
 #include <utility/cabutil.h>
-#include <utility/emftorasterutil.h>
 #include <utility/fileutilities.h>
-#include <utility/imageutility.h>
 #include <utility/ziputil.h>
 
 #include <QDir>
@@ -15,6 +13,12 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QPixmap>
+
+#if __has_include(<utility/imageutility.h>)
+#include <utility/emftorasterutil.h>
+#include <utility/imageutility.h>
+#define WBUTIL_HAVE_IMAGING 1
+#endif
 
 namespace {
 
@@ -92,7 +96,7 @@ int runList(const QStringList &arguments)
     const QString command = QStringLiteral("list");
     QCommandLineParser parser;
     parser.addPositionalArgument(QStringLiteral("ARCHIVE"), QStringLiteral("Zip archive."));
-    parser.addPositionalArgument(QStringLiteral("[PREFIX]"), QStringLiteral("Only entries whose names begin with PREFIX."));
+    parser.addPositionalArgument(QStringLiteral("[PREFIX]"), QStringLiteral("Only entries whose names begin with PREFIX (as in the library, the last character of PREFIX is not compared)."));
     const QCommandLineOption json(QStringLiteral("json"), QStringLiteral("Print a JSON array."));
     parser.addOption(json);
     int status = 0;
@@ -104,7 +108,9 @@ int runList(const QStringList &arguments)
     if (!QFileInfo(positional.at(0)).isFile())
         return Cli::fail(command, QStringLiteral("%1: no such file").arg(positional.at(0)));
     UnZipUtil archive(positional.at(0));
-    const QStringList names = archive.listAllFiles(positional.value(1));
+    // The library lists nothing for an empty prefix; a one-character prefix
+    // compares no characters at all, so it lists every entry.
+    const QStringList names = archive.listAllFiles(positional.size() > 1 ? positional.at(1) : QStringLiteral("*"));
     if (parser.isSet(json)) {
         Cli::out(QString::fromUtf8(QJsonDocument(QJsonArray::fromStringList(names)).toJson(QJsonDocument::Compact)));
     } else {
@@ -169,6 +175,9 @@ int runRender(const QStringList &arguments)
         return Cli::fail(command, QStringLiteral("--budget wants a positive number of pixels"), 2);
 
     QSize size;
+#ifndef WBUTIL_HAVE_IMAGING
+    return Cli::fail(command, QStringLiteral("this build has no image loaders"));
+#else
     if (parser.isSet(scale)) {
         const double factor = parser.value(scale).toDouble(&ok);
         if (!ok || factor <= 0)
@@ -192,6 +201,7 @@ int runRender(const QStringList &arguments)
     else
         Cli::out(QStringLiteral("%1: %2x%3").arg(out).arg(size.width()).arg(size.height()));
     return 0;
+#endif
 }
 
 int runCrc(const QStringList &arguments)

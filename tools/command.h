@@ -25,8 +25,13 @@ namespace Cli {
 bool parse(QCommandLineParser &parser, const QString &command, const QString &description,
            const QStringList &arguments, int &exitCode);
 
+// Library warnings are collected instead of printed; the failure message carries
+// the last one as its reason. Call once at start-up.
+void collectLibraryWarnings();
+
 // The one-line failure message convention: "wbutil COMMAND: message" on stderr,
-// returning the exit status to use.
+// followed by the library's last warning when there is one, returning the exit
+// status to use.
 int fail(const QString &command, const QString &message, int status = 1);
 
 void out(const QString &text);           // stdout, with a newline

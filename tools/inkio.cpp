@@ -50,10 +50,12 @@ bool readRecord(const QByteArray &bytes, QVector<InkScribble> &scribbles, QStrin
     }
     InkScribble scribble;
     scribble.id = QStringLiteral("record");
-    for (int i = 0; i < record.getStrokeCount(); ++i) {
+    const CScribble &constRecord = record;
+    for (long i = 0; i < constRecord.getStrokeNum(); ++i) {
+        const CStroke &source = constRecord.getStrokeAt(i);
         QVector<QPointF> stroke;
-        for (const QPoint &p : record.getStroke(i).getPoints())
-            stroke.append(QPointF(p));
+        for (long j = 0; j < source.getPointNum(); ++j)
+            stroke.append(QPointF(source.getPointAt(j)));
         if (!stroke.isEmpty())
             scribble.strokes.append(stroke);
     }

@@ -4,7 +4,11 @@
 // contact sheet.
 #include "command.h"
 
+#include <QDir>
 #include <QGuiApplication>
+
+#include <cerrno>
+#include <sys/stat.h>
 
 #include <cstdio>
 #include <unistd.h>
@@ -41,8 +45,16 @@ int main(int argc, char **argv)
     // The tool draws pictures but never opens a window.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    // Without a session (a shell over ssh, CI) Qt would warn on stderr about the
+    // missing runtime directory; give it a private one instead.
+    if (qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR")) {
+        const QByteArray runtime = QDir::tempPath().toLocal8Bit() + "/wbutil-runtime-" + QByteArray::number(getuid());
+        if (mkdir(runtime.constData(), 0700) == 0 || errno == EEXIST)
+            qputenv("XDG_RUNTIME_DIR", runtime);
+    }
     QGuiApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("wbutil"));
+    Cli::collectLibraryWarnings();
 
     QStringList arguments = QCoreApplication::arguments();
     arguments.removeFirst();
