@@ -1,6 +1,7 @@
 #include "sheet.h"
 
 #include <QFont>
+#include <QLineF>
 #include <QPainter>
 #include <QPainterPath>
 
@@ -33,7 +34,7 @@ QString describe(int category, int cornerCount)
     }
 }
 
-void drawFigure(QPainter &painter, const Recognition &result)
+void drawFigure(QPainter &painter, const Recognition &result, const StrokeList &strokes)
 {
     const QRectF &r = result.rect;
     const QPointF from = r.topLeft();
@@ -47,10 +48,22 @@ void drawFigure(QPainter &painter, const Recognition &result)
         break;
     case 103:
     case 205:
-    case 114:
     case 115:
         painter.drawLine(from, to);
         break;
+    case 114: {
+        // A line with a barb at its joint end: drawn as an arrow.
+        painter.drawLine(from, to);
+        const QLineF shaft(to, from);
+        const double head = std::min(shaft.length() * 0.25, 40.0);
+        for (const double turn : {30.0, -30.0}) {
+            QLineF barb = shaft;
+            barb.setLength(head);
+            barb.setAngle(shaft.angle() + turn);
+            painter.drawLine(barb);
+        }
+        break;
+    }
     case 203:
     case 204: {
         const QRectF n = r.normalized();
@@ -59,12 +72,11 @@ void drawFigure(QPainter &painter, const Recognition &result)
         painter.drawPolyline(QPolygonF({QPointF(freeX, n.top()), QPointF(jointX, n.center().y()), QPointF(freeX, n.bottom())}));
         break;
     }
-    case 206: {
-        const QRectF n = r.normalized();
-        painter.drawLine(n.topLeft(), n.bottomRight());
-        painter.drawLine(n.bottomLeft(), n.topRight());
+    case 206:
+        for (const auto &stroke : strokes)
+            if (stroke.size() >= 2)
+                painter.drawLine(stroke.first(), stroke.last());
         break;
-    }
     default:
         break;
     }
@@ -117,7 +129,7 @@ QImage contactSheet(const QVector<InkScribble> &scribbles, const QVector<Recogni
         if (i < results.size() && results[i].category != 0) {
             painter.setPen(QPen(QColor(20, 90, 220), 2.5 / scale));
             painter.setBrush(Qt::NoBrush);
-            drawFigure(painter, results[i]);
+            drawFigure(painter, results[i], scribbles[i].strokes);
         }
         painter.restore();
 

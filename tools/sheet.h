@@ -22,7 +22,9 @@ namespace Sheet {
 QString describe(int category, int cornerCount);
 
 // Draws the figure a recogniser result stands for, in the scribble's coordinates.
-void drawFigure(class QPainter &painter, const Recognition &result);
+// Crossing lines (206) are drawn from the scribble's own strokes, straightened,
+// since the result's rectangle only bounds the first of them.
+void drawFigure(class QPainter &painter, const Recognition &result, const StrokeList &strokes = StrokeList());
 
 // One cell per scribble: the ink in grey, the recognised figure over it in colour,
 // the label and the result below. Cells are `cell` pixels wide, `columns` a row.

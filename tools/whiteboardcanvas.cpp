@@ -100,7 +100,7 @@ void WhiteboardCanvas::paintEvent(QPaintEvent *)
         } else {
             painter.setPen(figure);
             painter.setBrush(Qt::NoBrush);
-            Sheet::drawFigure(painter, item.figure);
+            Sheet::drawFigure(painter, item.figure, item.strokes);
         }
     }
     painter.setPen(ink);
