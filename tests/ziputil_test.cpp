@@ -414,6 +414,17 @@ TEST(ZipUtilCompress, RefusesWhatItCannotDo)
     }
 }
 
+TEST(ZipUtilCompress, MissingSourceGivesAnEmptyArchiveAndAWarning)
+{
+    QTemporaryDir temp;
+    const QString zip = temp.path() + QStringLiteral("/none.zip");
+    CapturedLog log("INFO");
+    EXPECT_TRUE(ZipUtil::compress(zip, temp.path() + QStringLiteral("/missing"), true));
+    EXPECT_EQ(QFileInfo(zip).size(), 22);
+    ASSERT_EQ(log.warnings().size(), 1u);
+    EXPECT_THAT(log.warnings()[0], HasSubstr("Source directory not found"));
+}
+
 TEST(ZipUtilCompress, ReplacesAnExistingArchiveAndLeavesItselfOut)
 {
     SourceTree src;
@@ -539,6 +550,19 @@ TEST(ZipUtilDecompress, OverwritesExistingFilesAndKeepsOthers)
     ASSERT_TRUE(ZipUtil::decompress(dest, zip));
     EXPECT_EQ(readFile(dest + QStringLiteral("/a.txt")), QByteArray("new"));
     EXPECT_EQ(readFile(dest + QStringLiteral("/keep.txt")), QByteArray("untouched"));
+}
+
+TEST(ZipUtilDecompress, NeverOverwritesTheArchiveItReads)
+{
+    QTemporaryDir temp;
+    const QString zip = writeZip(temp.path() + QStringLiteral("/self.zip"),
+                                 {{"first.txt", "1"}, {"self.zip", "overwritten"}, {"last.txt", "2"}});
+    const QByteArray before = readFile(zip);
+    CapturedLog log("INFO");
+    EXPECT_FALSE(ZipUtil::decompress(temp.path(), zip));
+    EXPECT_EQ(readFile(zip), before);
+    ASSERT_EQ(log.warnings().size(), 1u);
+    EXPECT_THAT(log.warnings()[0], HasSubstr("overwrite the archive"));
 }
 
 TEST(ZipUtilDecompress, TracesEnterAndExit)
@@ -732,6 +756,45 @@ TEST(ZipUtilDecompress, HeadersThatLieAboutTheDataFail)
         EXPECT_FALSE(reader.extractFile(QString::fromLatin1(c.entry.name), vector));
         EXPECT_EQ(data, QByteArray("kept")) << "a failed extraction appends nothing";
         EXPECT_EQ(vector, std::vector<char>{'k'});
+    }
+}
+
+// Damaged archives: bytes flipped anywhere (headers, names, sizes, data) or the
+// file cut short. Whatever the result, nothing may crash, hang or land outside
+// the target, and what UnZipUtil hands out never exceeds what was declared.
+TEST(ZipUtilDecompress, DamagedArchivesFailCleanly)
+{
+    QTemporaryDir temp;
+    const QString zip = writeZip(temp.path() + QStringLiteral("/good.zip"),
+                                 {{"a/one.txt", QByteArray("one ").repeated(500)},
+                                  {"two.bin", randomBytes(3000, 5), false},
+                                  {"b/c/three.txt", QByteArray("three ").repeated(300)}});
+    const QByteArray good = readFile(zip);
+    std::mt19937 random(42);
+    for (int round = 0; round < 300; ++round) {
+        QByteArray bad = good;
+        if (round % 3 == 0) {
+            bad.truncate(static_cast<int>(random() % static_cast<unsigned>(good.size())));
+        } else {
+            for (int flips = 1 + static_cast<int>(random() % 4); flips > 0; --flips)
+                bad[static_cast<int>(random() % static_cast<unsigned>(bad.size()))] = static_cast<char>(random());
+        }
+        SCOPED_TRACE(round);
+        const QString base = temp.path() + QStringLiteral("/round");
+        QDir(base).removeRecursively();
+        const QString damaged = base + QStringLiteral("/bad.zip");
+        writeFile(damaged, bad);
+        CapturedLog log("INFO");
+        ZipUtil::decompress(base + QStringLiteral("/out"), damaged);
+        for (const QString &path : tree(base))
+            EXPECT_TRUE(path == QLatin1String("bad.zip") || path.startsWith(QLatin1String("out/"))) << path.toStdString();
+        UnZipUtil reader(damaged);
+        for (const char *name : {"a/one.txt", "two.bin", "b/c/three.txt"}) {
+            QByteArray data;
+            if (reader.extractFile(QString::fromLatin1(name), data))
+                EXPECT_LE(data.size(), 3000);
+        }
+        reader.listAllFiles(QStringLiteral("a"));
     }
 }
 

@@ -575,8 +575,10 @@ bool resolveRoot(const QString &destDir, QString &root)
     return true;
 }
 
-bool extractCurrentEntry(unzFile zip, const QString &destDir, QString &root, std::vector<char> &buffer,
-                         const std::string &password)
+// Extracts the current entry below destDir. archive is the real path of the
+// archive being read, which an entry must not overwrite.
+bool extractCurrentEntry(unzFile zip, const QString &destDir, QString &root, const QString &archive,
+                         std::vector<char> &buffer, const std::string &password)
 {
     EntryInfo entry;
     if (!readEntryInfo(zip, entry)) {
@@ -584,8 +586,11 @@ bool extractCurrentEntry(unzFile zip, const QString &destDir, QString &root, std
         return false;
     }
     const std::string shown = printable(entry.name);
+    // Decoded with its length: Qt 5 would stop at a NUL byte, and the name
+    // checked would not be the name stored.
     QStringList parts;
-    if (const char *why = splitEntryName(QString::fromUtf8(entry.name), parts)) {
+    const QString name = QString::fromUtf8(entry.name.constData(), entry.name.size());
+    if (const char *why = splitEntryName(name, parts)) {
         UTILITY_WARN(why, shown);
         return false;
     }
@@ -593,6 +598,11 @@ bool extractCurrentEntry(unzFile zip, const QString &destDir, QString &root, std
         return false;
     QString target;
     if (!resolveRoot(destDir, root) || !prepareTarget(root, parts, shown, target)) {
+        unzCloseCurrentFile(zip);
+        return false;
+    }
+    if (target == archive) {
+        UTILITY_WARN("Entry would overwrite the archive being read: ", shown);
         unzCloseCurrentFile(zip);
         return false;
     }
@@ -828,6 +838,9 @@ bool ZipUtil::compress(const QString &zipFile, const QString &sourceDir, bool re
     const bool ok = [&] {
         if (zipFile.isEmpty() || sourceDir.isEmpty())
             return false;
+        // A missing source gives an empty archive, as it always has; say so.
+        if (!QFileInfo(sourceDir).isDir())
+            UTILITY_WARN("Source directory not found, the archive stays empty: ", sourceDir);
         QStringList files;
         collectFiles(sourceDir, recursive, files);
         ZipWriter writer;
@@ -871,9 +884,10 @@ bool ZipUtil::decompress(const QString &destDir, const QString &zipFile)
             return false;
         }
         QString root;
+        const QString archive = QFileInfo(zipFile).canonicalFilePath();
         reader.m_buffer.resize(reader.m_chunkSize);
         for (quint64 i = 0; i < reader.m_entryCount; ++i) {
-            if (!extractCurrentEntry(zip, destDir, root, reader.m_buffer, reader.m_password))
+            if (!extractCurrentEntry(zip, destDir, root, archive, reader.m_buffer, reader.m_password))
                 return false;
             if (i + 1 < reader.m_entryCount && unzGoToNextFile(zip) != UNZ_OK) {
                 UTILITY_WARN("The archive's directory ends early, after entry: ", static_cast<qulonglong>(i + 1));
