@@ -232,9 +232,9 @@ bool isInside(const QString &path, const QString &root)
 }
 
 // Creates the directories of parts (all but the last) below root and returns the
-// file path to write in target. Warns and fails when that would leave root, go
-// through a symbolic link to the target itself, or meet a file where a directory
-// is needed.
+// file path to write in target. Warns and fails when a symbolic link would lead
+// out of root, when the target itself is a link (or no regular file), or when a
+// file stands where a directory is needed.
 bool prepareTarget(const QString &root, const QStringList &parts, const std::string &shown, QString &target)
 {
     QString directory = root;
