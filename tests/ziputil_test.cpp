@@ -978,23 +978,52 @@ TEST(ZipUtilInterop, RealArchivesFromOtherTools)
     }
 }
 
-TEST(ZipUtilInterop, NamesInOtherEncodingsStayInsideTheTarget)
+TEST(ZipUtilInterop, NamesThatAreNotUtf8AreReadAsCodePage437)
 {
     REQUIRE_SHARED();
-    // Shift-JIS, GBK and CP437 bytes are not UTF-8: they decode to replacement
-    // characters (a Shift-JIS trail byte can even be a backslash), but every
-    // file lands inside the target.
-    for (const char *sample : {"libarchive/test_read_format_zip_filename_cp932.zip", "zip-rs/non_utf8.zip",
-                               "libarchive/test_read_format_zip_7075_utf8_paths.zip"}) {
-        SCOPED_TRACE(sample);
+    // GBK, Shift-JIS and code page 437 bytes are no UTF-8: they are read as code
+    // page 437, as Info-ZIP and Python read them, so that distinct names stay
+    // distinct (as replacement characters they would all be one name). A
+    // Shift-JIS trail byte can be a backslash, and then separates.
+    struct Case
+    {
+        const char *sample;
+        QStringList files;
+    };
+    const Case cases[] = {
+        {"zip-rs/non_utf8.zip", {u("ô·ò╢"), u("╓╨╬─")}},
+        {"libarchive/test_read_format_zip_filename_cp932.zip",
+         {u("ò/"), u("ò/é╛éµ/"), u("ò/é╛éµ/è┐ÄÜ.txt"), u("ò/é╛éµ/êΩùùò/"), u("ò/é╛éµ/êΩùùò/.txt")}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.sample);
         QTemporaryDir temp;
         const QString dest = temp.path() + QStringLiteral("/out");
-        CapturedLog log("INFO");
-        ZipUtil::decompress(dest, testsupport::sharedPath(QStringLiteral("testdata/zip/") + QString::fromLatin1(sample)));
-        EXPECT_EQ(QDir(temp.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
-                  QStringList{QStringLiteral("out")});
-        EXPECT_FALSE(tree(dest).isEmpty());
+        ASSERT_TRUE(ZipUtil::decompress(dest, testsupport::sharedPath(QStringLiteral("testdata/zip/") +
+                                                                     QString::fromLatin1(c.sample))));
+        EXPECT_EQ(tree(dest), c.files);
     }
+    // Our own names are UTF-8 and stay so.
+    QTemporaryDir temp;
+    const QString zip = writeZip(temp.path() + QStringLiteral("/utf8.zip"), {{u("Grüße ☃.txt").toUtf8(), "u"}});
+    ASSERT_TRUE(ZipUtil::decompress(temp.path() + QStringLiteral("/out"), zip));
+    EXPECT_EQ(tree(temp.path() + QStringLiteral("/out")), QStringList{u("Grüße ☃.txt")});
+}
+
+TEST(ZipUtilInterop, InfoZipUnicodePathsAreReadByTheirCodePage437Names)
+{
+    REQUIRE_SHARED();
+    // Raw code page 437 names with an Info-ZIP Unicode path extra field (which
+    // minizip does not read): the names come out right all the same. minizip
+    // refuses the second entry, whose local header disagrees with the directory.
+    QTemporaryDir temp;
+    const QString dest = temp.path() + QStringLiteral("/out");
+    CapturedLog log("INFO");
+    EXPECT_FALSE(ZipUtil::decompress(
+        dest, testsupport::sharedPath(QStringLiteral("testdata/zip/libarchive/test_read_format_zip_7075_utf8_paths.zip"))));
+    EXPECT_EQ(tree(dest), QStringList{QStringLiteral("File 1.txt")});
+    ASSERT_EQ(log.warnings().size(), 1u);
+    EXPECT_THAT(log.warnings()[0], HasSubstr("Cannot open entry: File 2 - \\x94.txt"));
 }
 
 // ====================================================================== UnZipUtil
