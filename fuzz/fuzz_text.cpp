@@ -23,16 +23,23 @@ int fileFilters(const std::uint8_t *data, std::size_t size)
 {
     // A registry of the kind an application builds: a group of images and a few
     // single handlers, one of them with an empty suffix.
-    static QVector<CFileHandler *> handlers = [] {
+    // Owned for the life of the process and destroyed at exit, as an application would.
+    struct Registry
+    {
         QVector<CFileHandler *> list;
-        auto *images = new CFileHandlerGroup(QStringLiteral("Images"), CFileHandler::eListGroupAndMembers, nullptr);
-        images->addHandler(new CFileHandlerSingle(QStringLiteral("PNG image"), QStringLiteral(".png .PNG"), nullptr, nullptr));
-        images->addHandler(new CFileHandlerSingle(QStringLiteral("JPEG image"), QStringLiteral(".jpg .jpeg"), nullptr, nullptr));
-        list << images;
-        list << new CFileHandlerSingle(QStringLiteral("Whiteboard"), QStringLiteral(".wbd"), nullptr, nullptr);
-        list << new CFileHandlerSingle(QStringLiteral("Anything"), QString(), nullptr, nullptr);
-        return list;
-    }();
+        Registry()
+        {
+            auto *images = new CFileHandlerGroup(QStringLiteral("Images"), CFileHandler::eListGroupAndMembers, nullptr);
+            images->addHandler(new CFileHandlerSingle(QStringLiteral("PNG image"), QStringLiteral(".png .PNG"), nullptr, nullptr));
+            images->addHandler(new CFileHandlerSingle(QStringLiteral("JPEG image"), QStringLiteral(".jpg .jpeg"), nullptr, nullptr));
+            list << images;
+            list << new CFileHandlerSingle(QStringLiteral("Whiteboard"), QStringLiteral(".wbd"), nullptr, nullptr);
+            list << new CFileHandlerSingle(QStringLiteral("Anything"), QString(), nullptr, nullptr);
+        }
+        ~Registry() { CFileHandler::destroy(list); }
+    };
+    static Registry registry;
+    const QVector<CFileHandler *> &handlers = registry.list;
     const QString text = QString::fromUtf8(reinterpret_cast<const char *>(data), static_cast<int>(size));
     CFileHandler::getHandlerForFilter(handlers, text);
     CFileHandler::getHandlerForFile(handlers, text);

@@ -17,7 +17,7 @@ struct Span
 Span span(int a1, int a2)
 {
     Span s{a1, a1};
-    if (a2 - a1 + 1 < 0)
+    if (static_cast<long long>(a2) - a1 + 1 < 0)
         s.low = a2;
     else
         s.high = a2;
@@ -29,14 +29,14 @@ Span span(int a1, int a2)
 CNRect CNRect::normalized() const
 {
     CNRect r;
-    if (x2 < x1 - 1) {
+    if (static_cast<long long>(x2) < x1 - 1LL) {
         r.x1 = x2;
         r.x2 = x1;
     } else {
         r.x1 = x1;
         r.x2 = x2;
     }
-    if (y2 < y1 - 1) {
+    if (static_cast<long long>(y2) < y1 - 1LL) {
         r.y1 = y2;
         r.y2 = y1;
     } else {
@@ -48,10 +48,12 @@ CNRect CNRect::normalized() const
 
 bool CNRect::contains(const QPoint &p, bool proper) const
 {
-    const int l = x2 < x1 - 1 ? x2 : x1;
-    const int r = x2 < x1 - 1 ? x1 : x2;
-    const int t = y2 < y1 - 1 ? y2 : y1;
-    const int b = y2 < y1 - 1 ? y1 : y2;
+    const bool flippedX = static_cast<long long>(x2) < x1 - 1LL;
+    const bool flippedY = static_cast<long long>(y2) < y1 - 1LL;
+    const int l = flippedX ? x2 : x1;
+    const int r = flippedX ? x1 : x2;
+    const int t = flippedY ? y2 : y1;
+    const int b = flippedY ? y1 : y2;
     if (proper)
         return p.x() > l && p.x() < r && p.y() > t && p.y() < b;
     return p.x() >= l && p.x() <= r && p.y() >= t && p.y() <= b;
