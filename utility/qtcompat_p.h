@@ -7,6 +7,7 @@
 #include <QtGlobal>
 #include <QMetaType>
 #include <QVariant>
+#include <QImageReader>
 
 namespace QtCompat {
 
@@ -18,6 +19,22 @@ inline int typeId(const QVariant &value)
     return value.typeId();
 #else
     return static_cast<int>(value.type());
+#endif
+}
+
+// --- imaging ---
+
+// Qt 6 refuses to decode images above an allocation limit that the environment
+// (QT_IMAGEIO_MAXALLOC) can change; Qt 5 has no such limit. The library checks
+// its own limit before decoding and sets Qt 6's to the same value, so that both
+// versions accept and refuse the same images.
+inline void setImageAllocationLimit(QImageReader &reader, int megabytes)
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    reader.setAllocationLimit(megabytes);
+#else
+    Q_UNUSED(reader);
+    Q_UNUSED(megabytes);
 #endif
 }
 
