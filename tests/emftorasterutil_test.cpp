@@ -275,8 +275,12 @@ TEST(WMFToSVG, WritesAMendedDocumentOfThePictureSize)
     wmf.font(-200, "Symbol", 2);
     wmf.select(3);
     wmf.textOut(100, 1200, "ap");
+    wmf.font(-200, "Arial", 0, true);
+    wmf.select(4);
+    wmf.textAlign(6); // TA_CENTER
+    wmf.textOut(1440, 600, "mid");
     const QString path = dir.filePath(QStringLiteral("text.wmf"));
-    ASSERT_TRUE(testsupport::writeFile(path, wmf.plain()));
+    ASSERT_TRUE(testsupport::writeFile(path, wmf.plain(5)));
 
     QByteArray svg;
     ASSERT_TRUE(WMFToSVG(path, svg));
@@ -287,6 +291,10 @@ TEST(WMFToSVG, WritesAMendedDocumentOfThePictureSize)
     EXPECT_TRUE(text.contains(QStringLiteral("a&lt;b&amp;c\u00E9\u201C"))) << qPrintable(text);
     // Symbol text becomes Greek in a Unicode font.
     EXPECT_TRUE(text.contains(QStringLiteral("\u03B1\u03C0"))) << qPrintable(text);
+    // Centred text is anchored at its reference point, underlining is kept, and
+    // no helper comment is left behind.
+    EXPECT_THAT(text.toStdString(), HasSubstr("text-anchor:middle; text-decoration: underline;"));
+    EXPECT_FALSE(text.contains(QStringLiteral("<!--")));
     EXPECT_TRUE(QSvgRenderer(svg).isValid());
     EXPECT_EQ(QSvgRenderer(svg).defaultSize(), QSize(254, 127));
 

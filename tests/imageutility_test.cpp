@@ -259,7 +259,10 @@ TEST(UtilWMFtoImage, DrawsTheConvertedMetafileAtItsSvgSize)
     wmf.windowOrg(0, 0);
     wmf.windowExt(2880, 1440);
     wmf.mapMode(8);
-    wmf.solidBrush(testsupport::colorRef(0, 128, 0));
+    // A colour without an SVG name, under a transparent background mode: a solid
+    // brush covers whatever that mode says.
+    wmf.backgroundMode(1);
+    wmf.solidBrush(testsupport::colorRef(201, 17, 99));
     wmf.select(0);
     wmf.nullPen();
     wmf.select(1);
@@ -269,7 +272,7 @@ TEST(UtilWMFtoImage, DrawsTheConvertedMetafileAtItsSvgSize)
     const QImage image = Util::WMFtoImage(path);
     ASSERT_EQ(image.size(), QSize(254, 127));
     EXPECT_EQ(image.format(), QImage::Format_ARGB32);
-    EXPECT_EQ(image.pixel(200, 60), qRgba(0, 128, 0, 255));
+    EXPECT_EQ(image.pixel(200, 60), qRgba(201, 17, 99, 255));
     EXPECT_EQ(image.pixel(50, 60), 0u);
     EXPECT_TRUE(Util::WMFtoImage(dir.filePath(QStringLiteral("missing.wmf"))).isNull());
 }

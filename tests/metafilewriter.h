@@ -123,16 +123,18 @@ public:
         record(function, params.data());
     }
     void mapMode(qint16 mode) { words(0x0103, {mode}); }
+    void backgroundMode(qint16 mode) { words(0x0102, {mode}); }
+    void textAlign(qint16 align) { words(0x012E, {align}); }
     void windowOrg(qint16 x, qint16 y) { words(0x020B, {y, x}); }
     void windowExt(qint16 x, qint16 y) { words(0x020C, {y, x}); }
     void solidBrush(quint32 colour) { record(0x02FC, ByteWriter().u16(0).u32(colour).u16(0).data()); }
     void nullPen() { record(0x02FA, ByteWriter().u16(5).i16(0).i16(0).u32(0).data()); }
     void select(qint16 index) { words(0x012D, {index}); }
     void rectangle(qint16 l, qint16 t, qint16 r, qint16 b) { words(0x041B, {b, r, t, l}); }
-    void font(qint16 height, const QByteArray &face, quint8 charset = 0)
+    void font(qint16 height, const QByteArray &face, quint8 charset = 0, bool underline = false)
     {
         ByteWriter f;
-        f.i16(height).i16(0).i16(0).i16(0).i16(400).u8(0).u8(0).u8(0).u8(charset).u8(0).u8(0).u8(0).u8(0);
+        f.i16(height).i16(0).i16(0).i16(0).i16(400).u8(0).u8(underline).u8(0).u8(charset).u8(0).u8(0).u8(0).u8(0);
         QByteArray name = face.left(31);
         name.append(QByteArray(32 - name.size(), '\0'));
         record(0x02FB, f.bytes(name).data());
