@@ -245,6 +245,32 @@ QByteArray workingCopy(const QByteArray &data, int end)
     return work;
 }
 
+// libemf2svg writes text elements of size 0 (for text records without characters,
+// which only paint their rectangle, and for fonts it could not size). They draw
+// nothing, and Qt warns about every such font, so they go.
+QByteArray withoutEmptyText(const QByteArray &svg)
+{
+    QByteArray result;
+    result.reserve(svg.size());
+    int from = 0;
+    for (;;) {
+        const int text = svg.indexOf("<text ", from);
+        if (text < 0)
+            break;
+        const int tagEnd = svg.indexOf('>', text);
+        const int close = tagEnd >= 0 ? svg.indexOf("</text>", tagEnd) : -1;
+        if (close < 0)
+            break;
+        const int end = close + 7;
+        result += svg.mid(from, text - from);
+        if (!svg.mid(text, tagEnd - text).contains(" font-size=\"0.0000\""))
+            result += svg.mid(text, end - text);
+        from = end;
+    }
+    result += svg.mid(from);
+    return result;
+}
+
 QMutex &converterMutex()
 {
     static QMutex mutex;
@@ -333,7 +359,7 @@ Metafile::Result Metafile::convertEnhanced(const QByteArray &data, Picture &pict
     if (text.isEmpty())
         return Result::Failed;
 
-    picture.svg = withRoot(text, width, height, viewBox);
+    picture.svg = withRoot(withoutEmptyText(text), width, height, viewBox);
     picture.width = width;
     picture.height = height;
     return picture.svg.isEmpty() ? Result::Failed : Result::Ok;
