@@ -87,6 +87,19 @@ WmfWriter quarterRectangleWmf(qint16 width, qint16 height)
     return wmf;
 }
 
+// The same quarter without any window record, at a bounding box away from the
+// origin: a player takes the window from the placeable header.
+QByteArray quarterRectangleWithoutWindow()
+{
+    WmfWriter wmf;
+    wmf.solidBrush(colorRef(255, 0, 0));
+    wmf.select(0);
+    wmf.nullPen();
+    wmf.select(1);
+    wmf.rectangle(1000, 1000, 1720, 1360);
+    return wmf.placeable(1000, 1000, 2440, 1720, 1440);
+}
+
 } // namespace
 
 TEST(CEmfToRasterUtil, SizeIsTheFrameAtOnePixelPerFifthOfAMillimetreTimesScale)
@@ -145,6 +158,7 @@ TEST(CEmfToRasterUtil, WindowsMetafileSizes)
         // The box, not the window, gives the size: 576 units per inch, 2.5 x 1.25 in.
         {"placeable576", quarterRectangleWmf(1440, 720).placeable(0, 0, 1440, 720, 576), QSize(318, 159),
          QPoint(50, 30), QPoint(250, 120)},
+        {"nowindow", quarterRectangleWithoutWindow(), QSize(127, 64), QPoint(20, 10), QPoint(100, 50)},
         // Plain: the window extent in twips, 2 in x 1 in.
         {"plain", quarterRectangleWmf(2880, 1440).plain(), QSize(254, 127), QPoint(50, 30), QPoint(200, 100)},
     };

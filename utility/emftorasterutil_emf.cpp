@@ -7,6 +7,7 @@
 // calls to libwmflite's function of that name.
 
 #include "emftorasterutil_p.h"
+#include "trace_p.h"
 
 #include <QLibrary>
 #include <QMutex>
@@ -48,8 +49,10 @@ const Converter &converter()
         Converter c;
         static QLibrary library(QStringLiteral(UTILITY_EMF2SVG_LIBRARY));
         library.setLoadHints(QLibrary::ResolveAllSymbolsHint);
-        if (!library.load())
+        if (!library.load()) {
+            UTILITY_WARN("Cannot load libemf2svg, enhanced metafiles cannot be drawn: ", library.errorString());
             return c;
+        }
         c.convert = reinterpret_cast<decltype(c.convert)>(library.resolve("emf2svg"));
         c.isEmfPlus = reinterpret_cast<decltype(c.isEmfPlus)>(library.resolve("emf2svg_is_emfplus"));
         c.recordSizeOk = reinterpret_cast<decltype(c.recordSizeOk)>(library.resolve("U_emf_record_sizeok"));

@@ -15,6 +15,7 @@
 #include <libwmf/macro.h>
 #include <libwmf/svg.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <cstdio>
@@ -26,7 +27,11 @@ namespace {
 
 constexpr int kPlaceableHeaderBytes = 22;
 constexpr int kHeaderBytes = 18;
+constexpr quint16 kSetWindowOrg = 0x020B;
 constexpr quint16 kSetWindowExt = 0x020C;
+// libwmf's own mapping mode for placeable files (GDI's modes are 1 to 8): device
+// units are points, and the window extent's sign flips an axis.
+constexpr U16 kLibwmfPlaceableMode = 9;
 // Windows programs write plain metafiles in twips; Inkscape reads them that way too.
 constexpr qint64 kPlainUnitsPerInch = 1440;
 // Without a window extent a plain metafile draws in device pixels of the screen.
@@ -48,8 +53,9 @@ struct Layout
     bool placeable = false;
     qint16 left = 0, top = 0, right = 0, bottom = 0; // placeable bounding box
     quint16 unitsPerInch = 0;                        // placeable only
+    bool hasWindowOrigin = false;
     bool hasWindowExtent = false;
-    qint16 extentX = 0, extentY = 0; // the first window extent
+    qint16 extentX = 0, extentY = 0; // the first window extent that is not empty
     int header = 0;                  // offset of the metafile header
     int end = 0;                     // one past the end-of-file record
     quint32 largestRecord = 0;       // in 16-bit words
@@ -87,10 +93,12 @@ bool readLayout(const QByteArray &data, bool placeable, Layout &layout)
         const quint16 function = word16(data, int(offset) + 4);
         if (words < 3 || qint64(words) * 2 > data.size() - offset)
             return false;
+        if (function == kSetWindowOrg)
+            layout.hasWindowOrigin = true;
         if (function == kSetWindowExt && words >= 5 && !layout.hasWindowExtent) {
-            layout.hasWindowExtent = true;
             layout.extentY = qint16(word16(data, int(offset) + 6));
             layout.extentX = qint16(word16(data, int(offset) + 8));
+            layout.hasWindowExtent = layout.extentX != 0 && layout.extentY != 0;
         }
         layout.largestRecord = qMax(layout.largestRecord, words);
         offset += qint64(words) * 2;
@@ -103,7 +111,6 @@ bool readLayout(const QByteArray &data, bool placeable, Layout &layout)
 }
 
 // --- Text in libwmf's SVG -------------------------------------------------------
-
 
 // Windows-1252, the "ANSI" code page of Western Windows, for 0x80 to 0x9F; the rest
 // of the byte range is Latin-1. Unassigned bytes keep their Latin-1 meaning.
@@ -280,18 +287,46 @@ QByteArray mendedSvg(const QByteArray &raw)
 
 // libwmf's SVG layer maps its device coordinates to the document through the box
 // in its device data. The box that matters is the metafile's frame: the window
-// that a player stretches over its target rectangle. libwmf only knows the
-// mapping once the metafile has set its window, so the box is filled in when the
-// first drawing call arrives, from the device context that comes with it.
+// that a Windows player stretches over its target rectangle. For a placeable file
+// the player sets the window to the bounding box and the file's own window
+// records replace its origin, its extent or both. libwmf only knows the mapping
+// once the metafile has set its window, so the box is filled in when the first
+// drawing call arrives, from the device context that comes with it.
 struct PlayContext
 {
     wmfFunctionReference original;
-    wmfD_Rect drawn;            // the drawing's extent, as wmf_scan found it
-    bool windowIsFrame = false; // false: frame the drawing itself
+    wmfD_Rect drawn; // the drawing's extent, as wmf_scan found it
+    const Layout *layout = nullptr;
     bool framed = false;
 };
 
 thread_local PlayContext *t_play = nullptr;
+
+bool frameFromWindow(const Layout &layout, const wmfDC *dc, wmfD_Rect &frame)
+{
+    if (!dc || (!layout.placeable && !layout.hasWindowExtent))
+        return false; // a plain file without window draws in device pixels
+    // Device = (logical - window origin) * pixel size; in libwmf's placeable mode
+    // the sign of the window extent says which way an axis runs.
+    const bool signedByExtent = dc->map_mode == kLibwmfPlaceableMode;
+    const double sx = dc->pixel_width * (signedByExtent && dc->Window.width < 0 ? -1.0 : 1.0);
+    const double sy = dc->pixel_height * (signedByExtent && dc->Window.height < 0 ? -1.0 : 1.0);
+    const double originX = layout.hasWindowOrigin || !layout.placeable ? dc->Window.Ox : layout.left;
+    const double originY = layout.hasWindowOrigin || !layout.placeable ? dc->Window.Oy : layout.top;
+    const double extentX = layout.hasWindowExtent ? dc->Window.width : double(layout.right) - layout.left;
+    const double extentY = layout.hasWindowExtent ? dc->Window.height : double(layout.bottom) - layout.top;
+    const double x1 = (originX - dc->Window.Ox) * sx;
+    const double y1 = (originY - dc->Window.Oy) * sy;
+    const double x2 = x1 + extentX * sx;
+    const double y2 = y1 + extentY * sy;
+    if (!std::isfinite(x1 + x2 + y1 + y2) || x1 == x2 || y1 == y2)
+        return false;
+    frame.TL.x = float(std::min(x1, x2));
+    frame.TL.y = float(std::min(y1, y2));
+    frame.BR.x = float(std::max(x1, x2));
+    frame.BR.y = float(std::max(y1, y2));
+    return true;
+}
 
 void frameOnFirstUse(wmfAPI *api, const wmfDC *dc)
 {
@@ -300,18 +335,8 @@ void frameOnFirstUse(wmfAPI *api, const wmfDC *dc)
         return;
     play->framed = true;
     wmfD_Rect frame = play->drawn;
-    if (play->windowIsFrame && dc) {
-        // The window's origin is where device coordinates start.
-        const double width = std::fabs(double(dc->Window.width) * dc->pixel_width);
-        const double height = std::fabs(double(dc->Window.height) * dc->pixel_height);
-        if (std::isfinite(width) && std::isfinite(height) && width > 0 && height > 0) {
-            frame.TL.x = 0;
-            frame.TL.y = 0;
-            frame.BR.x = float(width);
-            frame.BR.y = float(height);
-        }
-    }
-    if (!(frame.BR.x > frame.TL.x) || !(frame.BR.y > frame.TL.y)) {
+    if (!frameFromWindow(*play->layout, dc, frame)
+        && (!(frame.BR.x > frame.TL.x) || !(frame.BR.y > frame.TL.y))) {
         frame.TL.x = frame.TL.y = 0;
         frame.BR.x = frame.BR.y = 1;
     }
@@ -511,7 +536,7 @@ QByteArray playToSvg(QByteArray &work, int length, const Layout &layout, qint64 
 
     auto *reference = static_cast<wmfFunctionReference *>(api.m_api->function_reference);
     play.original = *reference;
-    play.windowIsFrame = layout.placeable || layout.hasWindowExtent;
+    play.layout = &layout;
     installFraming(reference);
 
     wmf_svg_t *device = WMF_SVG_GetData(api.m_api);
