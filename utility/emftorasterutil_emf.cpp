@@ -312,6 +312,12 @@ Metafile::Result Metafile::convertEnhanced(const QByteArray &data, Picture &pict
         const double sy = double(header.szlDevice.cy) / (100.0 * header.szlMillimeters.cy);
         frame = QRectF(header.rclFrame.left * sx, header.rclFrame.top * sy, double(frameWidth) * sx,
                        double(frameHeight) * sy);
+        // Frames beyond a billion pixels are refused by the pixel limit later; here
+        // they must not reach integer rectangles.
+        const double limit = 1e9;
+        if (std::fabs(frame.left()) > limit || std::fabs(frame.top()) > limit || frame.width() > limit
+            || frame.height() > limit)
+            frame = QRectF();
     }
     QByteArray work = workingCopy(data, scan.end);
     const int length = work.size();
