@@ -7,6 +7,7 @@
 // calls to libwmflite's function of that name.
 
 #include "emftorasterutil_p.h"
+#include "trace_p.h"
 
 #include <QLibrary>
 #include <QMutex>
@@ -48,8 +49,10 @@ const Converter &converter()
         Converter c;
         static QLibrary library(QStringLiteral(UTILITY_EMF2SVG_LIBRARY));
         library.setLoadHints(QLibrary::ResolveAllSymbolsHint);
-        if (!library.load())
+        if (!library.load()) {
+            UTILITY_WARN("Cannot load libemf2svg, enhanced metafiles cannot be drawn: ", library.errorString());
             return c;
+        }
         c.convert = reinterpret_cast<decltype(c.convert)>(library.resolve("emf2svg"));
         c.isEmfPlus = reinterpret_cast<decltype(c.isEmfPlus)>(library.resolve("emf2svg_is_emfplus"));
         c.recordSizeOk = reinterpret_cast<decltype(c.recordSizeOk)>(library.resolve("U_emf_record_sizeok"));
@@ -245,6 +248,32 @@ QByteArray workingCopy(const QByteArray &data, int end)
     return work;
 }
 
+// libemf2svg writes text elements of size 0 (for text records without characters,
+// which only paint their rectangle, and for fonts it could not size). They draw
+// nothing, and Qt warns about every such font, so they go.
+QByteArray withoutEmptyText(const QByteArray &svg)
+{
+    QByteArray result;
+    result.reserve(svg.size());
+    int from = 0;
+    for (;;) {
+        const int text = svg.indexOf("<text ", from);
+        if (text < 0)
+            break;
+        const int tagEnd = svg.indexOf('>', text);
+        const int close = tagEnd >= 0 ? svg.indexOf("</text>", tagEnd) : -1;
+        if (close < 0)
+            break;
+        const int end = close + 7;
+        result += svg.mid(from, text - from);
+        if (!svg.mid(text, tagEnd - text).contains(" font-size=\"0.0000\""))
+            result += svg.mid(text, end - text);
+        from = end;
+    }
+    result += svg.mid(from);
+    return result;
+}
+
 QMutex &converterMutex()
 {
     static QMutex mutex;
@@ -283,6 +312,12 @@ Metafile::Result Metafile::convertEnhanced(const QByteArray &data, Picture &pict
         const double sy = double(header.szlDevice.cy) / (100.0 * header.szlMillimeters.cy);
         frame = QRectF(header.rclFrame.left * sx, header.rclFrame.top * sy, double(frameWidth) * sx,
                        double(frameHeight) * sy);
+        // Frames beyond a billion pixels are refused by the pixel limit later; here
+        // they must not reach integer rectangles.
+        const double limit = 1e9;
+        if (std::fabs(frame.left()) > limit || std::fabs(frame.top()) > limit || frame.width() > limit
+            || frame.height() > limit)
+            frame = QRectF();
     }
     QByteArray work = workingCopy(data, scan.end);
     const int length = work.size();
@@ -333,7 +368,7 @@ Metafile::Result Metafile::convertEnhanced(const QByteArray &data, Picture &pict
     if (text.isEmpty())
         return Result::Failed;
 
-    picture.svg = withRoot(text, width, height, viewBox);
+    picture.svg = withRoot(withoutEmptyText(text), width, height, viewBox);
     picture.width = width;
     picture.height = height;
     return picture.svg.isEmpty() ? Result::Failed : Result::Ok;

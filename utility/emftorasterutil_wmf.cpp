@@ -4,6 +4,7 @@
 
 #include "emftorasterutil_p.h"
 
+#include <QList>
 #include <QMutex>
 #include <QMutexLocker>
 #include <QString>
@@ -14,7 +15,10 @@
 #include <libwmf/macro.h>
 #include <libwmf/svg.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -23,7 +27,11 @@ namespace {
 
 constexpr int kPlaceableHeaderBytes = 22;
 constexpr int kHeaderBytes = 18;
+constexpr quint16 kSetWindowOrg = 0x020B;
 constexpr quint16 kSetWindowExt = 0x020C;
+// libwmf's own mapping mode for placeable files (GDI's modes are 1 to 8): device
+// units are points, and the window extent's sign flips an axis.
+constexpr U16 kLibwmfPlaceableMode = 9;
 // Windows programs write plain metafiles in twips; Inkscape reads them that way too.
 constexpr qint64 kPlainUnitsPerInch = 1440;
 // Without a window extent a plain metafile draws in device pixels of the screen.
@@ -45,8 +53,9 @@ struct Layout
     bool placeable = false;
     qint16 left = 0, top = 0, right = 0, bottom = 0; // placeable bounding box
     quint16 unitsPerInch = 0;                        // placeable only
+    bool hasWindowOrigin = false;
     bool hasWindowExtent = false;
-    qint16 extentX = 0, extentY = 0; // the first window extent
+    qint16 extentX = 0, extentY = 0; // the first window extent that is not empty
     int header = 0;                  // offset of the metafile header
     int end = 0;                     // one past the end-of-file record
     quint32 largestRecord = 0;       // in 16-bit words
@@ -84,10 +93,12 @@ bool readLayout(const QByteArray &data, bool placeable, Layout &layout)
         const quint16 function = word16(data, int(offset) + 4);
         if (words < 3 || qint64(words) * 2 > data.size() - offset)
             return false;
+        if (function == kSetWindowOrg)
+            layout.hasWindowOrigin = true;
         if (function == kSetWindowExt && words >= 5 && !layout.hasWindowExtent) {
-            layout.hasWindowExtent = true;
             layout.extentY = qint16(word16(data, int(offset) + 6));
             layout.extentX = qint16(word16(data, int(offset) + 8));
+            layout.hasWindowExtent = layout.extentX != 0 && layout.extentY != 0;
         }
         layout.largestRecord = qMax(layout.largestRecord, words);
         offset += qint64(words) * 2;
@@ -100,12 +111,6 @@ bool readLayout(const QByteArray &data, bool placeable, Layout &layout)
 }
 
 // --- Text in libwmf's SVG -------------------------------------------------------
-
-// Marks the next text element with style declarations of its own; mendedSvg
-// moves them into the element's style.
-constexpr char kStyleMarkBegin[] = "<!--utility-style:";
-constexpr char kStyleMarkEnd[] = "-->";
-
 
 // Windows-1252, the "ANSI" code page of Western Windows, for 0x80 to 0x9F; the rest
 // of the byte range is Latin-1. Unassigned bytes keep their Latin-1 meaning.
@@ -179,51 +184,100 @@ QByteArray decodedText(const QByteArray &raw, bool symbolFont)
     return text.toHtmlEscaped().toUtf8();
 }
 
+// Style declarations for the element that follows, written into the SVG stream
+// by the hooks below and applied (and removed) by mendedSvg.
+constexpr char kStyleMarkBegin[] = "<!--utility-style:";
+constexpr char kStyleMarkEnd[] = "-->";
+
+// Applies declarations "key:value; ..." to a start tag's style attribute. Colours
+// replace libwmf's (unless it chose none); anything else is added.
+QByteArray styled(QByteArray tag, const QByteArray &declarations)
+{
+    const int style = tag.indexOf("style=\"");
+    if (style < 0)
+        return tag;
+    const int valueStart = style + 7;
+    QByteArray added;
+    for (const QByteArray &raw : declarations.split(';')) {
+        const QByteArray declaration = raw.trimmed();
+        const int colon = declaration.indexOf(':');
+        if (colon <= 0)
+            continue;
+        const QByteArray key = declaration.left(colon);
+        if (key == "fill" || key == "stroke") {
+            int at = valueStart;
+            while ((at = tag.indexOf(key + ':', at)) >= 0) {
+                const char before = tag.at(at - 1);
+                if (before == '"' || before == ' ' || before == ';')
+                    break;
+                at += key.size();
+            }
+            if (at < 0)
+                continue;
+            const int valueAt = at + key.size() + 1;
+            int valueEnd = valueAt;
+            while (valueEnd < tag.size() && tag.at(valueEnd) != ';' && tag.at(valueEnd) != '"')
+                ++valueEnd;
+            if (tag.mid(valueAt, valueEnd - valueAt).trimmed() != "none")
+                tag.replace(valueAt, valueEnd - valueAt, declaration.mid(colon + 1));
+        } else {
+            added += declaration + "; ";
+        }
+    }
+    return tag.insert(valueStart, added);
+}
+
 // Mends libwmf's SVG:
 //  - drops its DOCTYPE (a draft DTD of 2000);
+//  - applies the style marks of the hooks to the element each precedes;
 //  - decodes and escapes every text element's content. Decoded Symbol text is
 //    Unicode and wants a Unicode font: with the family "Symbol", Qt would pick the
-//    URW symbol font and look its characters up by their Symbol codes;
-//  - moves the style marks of textCall into their text elements.
-// Empty if a text element is unterminated.
+//    URW symbol font and look its characters up by their Symbol codes.
+// Empty if an element or a text element is unterminated.
 QByteArray mendedSvg(const QByteArray &raw)
 {
     QByteArray svg;
     svg.reserve(raw.size() + raw.size() / 8);
-    int from = 0;
-    const int doctype = raw.indexOf("<!DOCTYPE");
-    const int doctypeEnd = doctype >= 0 ? raw.indexOf('>', doctype) : -1;
-    if (doctypeEnd >= 0) {
-        svg += raw.left(doctype);
-        from = doctypeEnd + 1;
-    }
     const QByteArray markBegin(kStyleMarkBegin);
+    QByteArray pending; // declarations for the next element
+    int from = 0;
     for (;;) {
-        const int text = raw.indexOf("<text ", from);
-        if (text < 0)
+        const int open = raw.indexOf('<', from);
+        if (open < 0)
             break;
-        const int tagEnd = raw.indexOf('>', text);
-        const int close = tagEnd >= 0 ? raw.indexOf("</text>", tagEnd) : -1;
+        svg += raw.mid(from, open - from);
+        if (raw.mid(open, markBegin.size()) == markBegin) {
+            const int end = raw.indexOf(kStyleMarkEnd, open);
+            if (end < 0)
+                return QByteArray();
+            pending = raw.mid(open + markBegin.size(), end - open - markBegin.size());
+            from = end + int(sizeof kStyleMarkEnd) - 1;
+            continue;
+        }
+        const int close = raw.indexOf('>', open);
         if (close < 0)
             return QByteArray();
-        QByteArray before = raw.mid(from, text - from);
-        QByteArray extraStyle;
-        const int mark = before.lastIndexOf(markBegin);
-        if (mark >= 0 && before.indexOf(kStyleMarkEnd, mark) >= 0) {
-            const int markEnd = before.indexOf(kStyleMarkEnd, mark);
-            extraStyle = before.mid(mark + markBegin.size(), markEnd - mark - markBegin.size());
-            before.remove(mark, markEnd + int(sizeof kStyleMarkEnd) - 1 - mark);
+        QByteArray tag = raw.mid(open, close + 1 - open);
+        from = close + 1;
+        if (tag.startsWith("<!DOCTYPE"))
+            continue;
+        const bool element = open + 1 < raw.size() && std::isalpha(uchar(raw.at(open + 1)));
+        if (element && !pending.isEmpty())
+            tag = styled(tag, pending);
+        pending.clear();
+        if (!tag.startsWith("<text ")) {
+            svg += tag;
+            continue;
         }
-        QByteArray tag = raw.mid(text, tagEnd + 1 - text);
+        const int end = raw.indexOf("</text>", from);
+        if (end < 0)
+            return QByteArray();
         const bool symbol = tag.contains("font-family:Symbol;");
         if (symbol)
             tag.replace("font-family:Symbol;", "font-family:serif;");
-        if (!extraStyle.isEmpty())
-            tag.replace("style=\"", "style=\"" + extraStyle);
-        svg += before;
         svg += tag;
-        svg += decodedText(raw.mid(tagEnd + 1, close - tagEnd - 1), symbol);
-        from = close;
+        svg += decodedText(raw.mid(from, end - from), symbol);
+        from = end;
     }
     svg += raw.mid(from);
     return svg;
@@ -233,18 +287,46 @@ QByteArray mendedSvg(const QByteArray &raw)
 
 // libwmf's SVG layer maps its device coordinates to the document through the box
 // in its device data. The box that matters is the metafile's frame: the window
-// that a player stretches over its target rectangle. libwmf only knows the
-// mapping once the metafile has set its window, so the box is filled in when the
-// first drawing call arrives, from the device context that comes with it.
+// that a Windows player stretches over its target rectangle. For a placeable file
+// the player sets the window to the bounding box and the file's own window
+// records replace its origin, its extent or both. libwmf only knows the mapping
+// once the metafile has set its window, so the box is filled in when the first
+// drawing call arrives, from the device context that comes with it.
 struct PlayContext
 {
     wmfFunctionReference original;
-    wmfD_Rect drawn;            // the drawing's extent, as wmf_scan found it
-    bool windowIsFrame = false; // false: frame the drawing itself
+    wmfD_Rect drawn; // the drawing's extent, as wmf_scan found it
+    const Layout *layout = nullptr;
     bool framed = false;
 };
 
 thread_local PlayContext *t_play = nullptr;
+
+bool frameFromWindow(const Layout &layout, const wmfDC *dc, wmfD_Rect &frame)
+{
+    if (!dc || (!layout.placeable && !layout.hasWindowExtent))
+        return false; // a plain file without window draws in device pixels
+    // Device = (logical - window origin) * pixel size; in libwmf's placeable mode
+    // the sign of the window extent says which way an axis runs.
+    const bool signedByExtent = dc->map_mode == kLibwmfPlaceableMode;
+    const double sx = dc->pixel_width * (signedByExtent && dc->Window.width < 0 ? -1.0 : 1.0);
+    const double sy = dc->pixel_height * (signedByExtent && dc->Window.height < 0 ? -1.0 : 1.0);
+    const double originX = layout.hasWindowOrigin || !layout.placeable ? dc->Window.Ox : layout.left;
+    const double originY = layout.hasWindowOrigin || !layout.placeable ? dc->Window.Oy : layout.top;
+    const double extentX = layout.hasWindowExtent ? dc->Window.width : double(layout.right) - layout.left;
+    const double extentY = layout.hasWindowExtent ? dc->Window.height : double(layout.bottom) - layout.top;
+    const double x1 = (originX - dc->Window.Ox) * sx;
+    const double y1 = (originY - dc->Window.Oy) * sy;
+    const double x2 = x1 + extentX * sx;
+    const double y2 = y1 + extentY * sy;
+    if (!std::isfinite(x1 + x2 + y1 + y2) || x1 == x2 || y1 == y2)
+        return false;
+    frame.TL.x = float(std::min(x1, x2));
+    frame.TL.y = float(std::min(y1, y2));
+    frame.BR.x = float(std::max(x1, x2));
+    frame.BR.y = float(std::max(y1, y2));
+    return true;
+}
 
 void frameOnFirstUse(wmfAPI *api, const wmfDC *dc)
 {
@@ -253,22 +335,42 @@ void frameOnFirstUse(wmfAPI *api, const wmfDC *dc)
         return;
     play->framed = true;
     wmfD_Rect frame = play->drawn;
-    if (play->windowIsFrame && dc) {
-        // The window's origin is where device coordinates start.
-        const double width = std::fabs(double(dc->Window.width) * dc->pixel_width);
-        const double height = std::fabs(double(dc->Window.height) * dc->pixel_height);
-        if (std::isfinite(width) && std::isfinite(height) && width > 0 && height > 0) {
-            frame.TL.x = 0;
-            frame.TL.y = 0;
-            frame.BR.x = float(width);
-            frame.BR.y = float(height);
-        }
-    }
-    if (!(frame.BR.x > frame.TL.x) || !(frame.BR.y > frame.TL.y)) {
+    if (!frameFromWindow(*play->layout, dc, frame)
+        && (!(frame.BR.x > frame.TL.x) || !(frame.BR.y > frame.TL.y))) {
         frame.TL.x = frame.TL.y = 0;
         frame.BR.x = frame.BR.y = 1;
     }
     WMF_SVG_GetData(api)->bbox = frame;
+}
+
+void emitMark(wmfAPI *api, const QByteArray &declarations)
+{
+    wmf_svg_t *device = WMF_SVG_GetData(api);
+    if (declarations.isEmpty() || !device->out)
+        return;
+    const QByteArray mark = kStyleMarkBegin + declarations + kStyleMarkEnd;
+    wmf_stream_printf(api, device->out, const_cast<char *>("%s"), mark.constData());
+}
+
+// libwmf writes every colour as the nearest of SVG's 147 colour names, which
+// turns gradients built of many fills into bands; the marks carry the exact ones.
+QByteArray colour(const wmfRGB *rgb)
+{
+    char text[8];
+    std::snprintf(text, sizeof text, "#%02x%02x%02x", unsigned(rgb->r), unsigned(rgb->g), unsigned(rgb->b));
+    return QByteArray(text);
+}
+
+QByteArray shapeStyle(const wmfDC *dc)
+{
+    QByteArray style;
+    if (!dc)
+        return style;
+    if (dc->brush && WMF_BRUSH_STYLE(dc->brush) != BS_NULL)
+        style += "fill:" + colour(WMF_BRUSH_COLOR(dc->brush)) + "; ";
+    if (dc->pen && WMF_PEN_STYLE(dc->pen) != PS_NULL)
+        style += "stroke:" + colour(WMF_PEN_COLOR(dc->pen)) + "; ";
+    return style;
 }
 
 // libwmf places centred and right-aligned text by its own estimate of the text's
@@ -286,7 +388,7 @@ void textCall(wmfAPI *api, wmfDrawText_t *info)
         return;
     }
     wmfDrawText_t text = *info;
-    QByteArray style;
+    QByteArray style = "fill:" + colour(WMF_DC_TEXTCOLOR(info->dc)) + "; ";
     const unsigned horizontal = info->dc->textalign & TA_CENTER;
     if (horizontal == TA_CENTER || horizontal == TA_RIGHT) {
         // The estimated box runs from pt along the baseline; only its extent in the
@@ -305,11 +407,7 @@ void textCall(wmfAPI *api, wmfDrawText_t *info)
     const bool strikeOut = info->dc->font->lfStrikeOut;
     if (underline || strikeOut)
         style += QByteArray("text-decoration:") + (underline ? " underline" : "") + (strikeOut ? " line-through" : "") + "; ";
-    wmf_svg_t *device = WMF_SVG_GetData(api);
-    if (!style.isEmpty() && device->out) {
-        const QByteArray mark = kStyleMarkBegin + style + kStyleMarkEnd;
-        wmf_stream_printf(api, device->out, const_cast<char *>("%s"), mark.constData());
-    }
+    emitMark(api, style);
     t_play->original.draw_text(api, &text);
 }
 
@@ -346,6 +444,7 @@ void framedCall(wmfAPI *api, Info *info)
 {
     frameOnFirstUse(api, info ? info->dc : nullptr);
     if (t_play && t_play->original.*Slot) {
+        emitMark(api, shapeStyle(info ? info->dc : nullptr));
         SolidFillsOpaque opaque(info ? info->dc : nullptr);
         (t_play->original.*Slot)(api, info);
     }
@@ -437,7 +536,7 @@ QByteArray playToSvg(QByteArray &work, int length, const Layout &layout, qint64 
 
     auto *reference = static_cast<wmfFunctionReference *>(api.m_api->function_reference);
     play.original = *reference;
-    play.windowIsFrame = layout.placeable || layout.hasWindowExtent;
+    play.layout = &layout;
     installFraming(reference);
 
     wmf_svg_t *device = WMF_SVG_GetData(api.m_api);

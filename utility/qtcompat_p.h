@@ -8,6 +8,7 @@
 #include <QFont>
 #include <QMetaType>
 #include <QVariant>
+#include <QImageReader>
 
 #include <limits>
 
@@ -62,6 +63,22 @@ inline quint64 maxByteArraySize()
     return static_cast<quint64>(std::numeric_limits<qsizetype>::max() / 2);
 #else
     return static_cast<quint64>(std::numeric_limits<int>::max() - 64);
+#endif
+}
+
+// --- imaging ---
+
+// Qt 6 refuses to decode images above an allocation limit that the environment
+// (QT_IMAGEIO_MAXALLOC) can change; Qt 5 has no such limit. The library checks
+// its own limit before decoding and sets Qt 6's to the same value, so that both
+// versions accept and refuse the same images.
+inline void setImageAllocationLimit(QImageReader &reader, int megabytes)
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    reader.setAllocationLimit(megabytes);
+#else
+    Q_UNUSED(reader);
+    Q_UNUSED(megabytes);
 #endif
 }
 
