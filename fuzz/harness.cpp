@@ -12,6 +12,8 @@ int cabArchives(const std::uint8_t *data, std::size_t size);
 int variantFragments(const std::uint8_t *data, std::size_t size);
 int fileFilters(const std::uint8_t *data, std::size_t size);
 int recogniserStrokes(const std::uint8_t *data, std::size_t size);
+int metafiles(const std::uint8_t *data, std::size_t size);
+int svgImages(const std::uint8_t *data, std::size_t size);
 
 const Entry *harnesses()
 {
@@ -23,6 +25,8 @@ const Entry *harnesses()
         {"variant", variantFragments},
         {"filter", fileFilters},
         {"recogniser", recogniserStrokes},
+        {"emf", metafiles},
+        {"svg", svgImages},
         {nullptr, nullptr},
     };
     return all;

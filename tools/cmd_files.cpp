@@ -3,7 +3,9 @@
 #include "command.h"
 
 #include <utility/cabutil.h>
+#include <utility/emftorasterutil.h>
 #include <utility/fileutilities.h>
+#include <utility/imageutility.h>
 #include <utility/ziputil.h>
 
 #include <QDir>
@@ -13,12 +15,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QPixmap>
-
-#if __has_include(<utility/imageutility.h>)
-#include <utility/emftorasterutil.h>
-#include <utility/imageutility.h>
-#define WBUTIL_HAVE_IMAGING 1
-#endif
 
 namespace {
 
@@ -175,9 +171,6 @@ int runRender(const QStringList &arguments)
         return Cli::fail(command, QStringLiteral("--budget wants a positive number of pixels"), 2);
 
     QSize size;
-#ifndef WBUTIL_HAVE_IMAGING
-    return Cli::fail(command, QStringLiteral("this build has no image loaders"));
-#else
     if (parser.isSet(scale)) {
         const double factor = parser.value(scale).toDouble(&ok);
         if (!ok || factor <= 0)
@@ -201,7 +194,6 @@ int runRender(const QStringList &arguments)
     else
         Cli::out(QStringLiteral("%1: %2x%3").arg(out).arg(size.width()).arg(size.height()));
     return 0;
-#endif
 }
 
 int runCrc(const QStringList &arguments)
