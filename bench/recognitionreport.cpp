@@ -208,7 +208,7 @@ int drawSheet(const QVector<inkset::DataSet> &sets, const QString &output, const
     int columns = 0;
     for (const Row &row : rows)
         columns = std::max(columns, int(row.ids.size()));
-    const int cell = 116;
+    const int cell = qEnvironmentVariableIntValue("SHEET_CELL") ? qEnvironmentVariableIntValue("SHEET_CELL") : 116;
     const int captionWidth = 150;
     const int rowsPerColumn = (rows.size() + 1) / 2;
     const int blockWidth = captionWidth + columns * cell;
