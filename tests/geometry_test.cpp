@@ -17,6 +17,12 @@ namespace {
 const double kNaN = std::numeric_limits<double>::quiet_NaN();
 const double kInf = std::numeric_limits<double>::infinity();
 
+// Qt 5's QPolygonF cannot be built from a braced list directly.
+QPolygonF poly(const QVector<QPointF> &points)
+{
+    return QPolygonF(points);
+}
+
 // Exact comparison of both coordinates; QPointF's own == is fuzzy.
 ::testing::AssertionResult samePoint(const QPointF &actual, const QPointF &expected)
 {
@@ -134,19 +140,19 @@ TEST(UtilGeometry, IdentifyTriangle)
     };
     const Case cases[] = {
         // Right angle at P0: P0-P1 is the top edge, P2-P0 the left one.
-        {QPolygonF({QPointF(0, 0), QPointF(100, 0), QPointF(0, 100)}), eRightTriangle, eEdgeTop, eEdgeLeft},
+        {poly({QPointF(0, 0), QPointF(100, 0), QPointF(0, 100)}), eRightTriangle, eEdgeTop, eEdgeLeft},
         // Flipped: the horizontal edge is below the opposite vertex.
-        {QPolygonF({QPointF(0, 100), QPointF(100, 100), QPointF(100, 0)}), eRightTriangle, eEdgeBottom, eEdgeRight},
+        {poly({QPointF(0, 100), QPointF(100, 100), QPointF(100, 0)}), eRightTriangle, eEdgeBottom, eEdgeRight},
         // Only a vertical edge: it goes to `first`.
         // Turning angles of about 150, 130 and 80: neither right nor isosceles.
-        {QPolygonF({QPointF(10, 0), QPointF(10, 100), QPointF(74, -11)}), eObtuseTriangle, eEdgeLeft, eEdgeNone},
+        {poly({QPointF(10, 0), QPointF(10, 100), QPointF(74, -11)}), eObtuseTriangle, eEdgeLeft, eEdgeNone},
         // Equilateral: three turning angles of 120.
-        {QPolygonF({QPointF(0, 0), QPointF(100, 0), QPointF(50, 86.60254037844386)}), eIsoscelesTriangle,
+        {poly({QPointF(0, 0), QPointF(100, 0), QPointF(50, 86.60254037844386)}), eIsoscelesTriangle,
          eEdgeTop, eEdgeNone},
         // Repeated points: two zero-length edges give equal (zero) angles.
-        {QPolygonF({QPointF(5, 5), QPointF(5, 5), QPointF(5, 5)}), eIsoscelesTriangle, eEdgeBottom, eEdgeRight},
+        {poly({QPointF(5, 5), QPointF(5, 5), QPointF(5, 5)}), eIsoscelesTriangle, eEdgeBottom, eEdgeRight},
         // Collinear points turn by 0 and 180, and 180 again: two equal angles.
-        {QPolygonF({QPointF(0, 3), QPointF(50, 7), QPointF(100, 11)}), eIsoscelesTriangle, eEdgeNone, eEdgeNone},
+        {poly({QPointF(0, 3), QPointF(50, 7), QPointF(100, 11)}), eIsoscelesTriangle, eEdgeNone, eEdgeNone},
     };
     for (const Case &c : cases) {
         EAlignedEdge first = EAlignedEdge(7), second = EAlignedEdge(7);
@@ -157,17 +163,17 @@ TEST(UtilGeometry, IdentifyTriangle)
 
     // Alignment is relative to the coordinate: 9 % of 1000 is 90.
     EAlignedEdge first = eEdgeNone, second = eEdgeNone;
-    identifyTriangle(QPolygonF({QPointF(0, 1000), QPointF(500, 1080), QPointF(250, 0)}), first, second);
+    identifyTriangle(poly({QPointF(0, 1000), QPointF(500, 1080), QPointF(250, 0)}), first, second);
     EXPECT_EQ(first, eEdgeBottom);
 
     // NaN is the one way to get eAcuteTriangle.
-    EXPECT_EQ(identifyTriangle(QPolygonF({QPointF(kNaN, 0), QPointF(1, 0), QPointF(0, 1)}), first, second),
+    EXPECT_EQ(identifyTriangle(poly({QPointF(kNaN, 0), QPointF(1, 0), QPointF(0, 1)}), first, second),
               eAcuteTriangle);
 
     first = eEdgeRight;
     second = eEdgeLeft;
-    EXPECT_EQ(identifyTriangle(QPolygonF({QPointF(0, 0), QPointF(1, 0)}), first, second), eNotTriangle);
-    EXPECT_EQ(identifyTriangle(QPolygonF({QPointF(0, 0), QPointF(1, 0), QPointF(1, 1), QPointF(0, 1)}), first,
+    EXPECT_EQ(identifyTriangle(poly({QPointF(0, 0), QPointF(1, 0)}), first, second), eNotTriangle);
+    EXPECT_EQ(identifyTriangle(poly({QPointF(0, 0), QPointF(1, 0), QPointF(1, 1), QPointF(0, 1)}), first,
                                second),
               eNotTriangle);
     EXPECT_EQ(first, eEdgeRight);
@@ -337,7 +343,7 @@ TEST(UtilGeometry, TracesNamesAndValues)
     isEqual(1, 2, 0.1);
     pointInRect(QRectF(0, 0, 1, 1), QPointF(0, 0));
     EAlignedEdge first, second;
-    identifyTriangle(QPolygonF({QPointF(0, 0), QPointF(1, 0), QPointF(0, 1)}), first, second);
+    identifyTriangle(poly({QPointF(0, 0), QPointF(1, 0), QPointF(0, 1)}), first, second);
     EXPECT_TRUE(log.traceLines().empty());
 }
 

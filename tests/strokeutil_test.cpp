@@ -4,6 +4,11 @@
 
 #include "testsupport.h"
 
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -185,4 +190,36 @@ TEST(UtilStrokeUtil, TracesEveryStep)
             << step;
     }
     EXPECT_THAT(lines.front(), ::testing::StartsWith(".\\strokeutil.cpp\t"));
+}
+
+// On real pen strokes: the corners are input points, in drawing order, from the
+// first point to the last.
+TEST(UtilStrokeUtil, SmoothPointsOnRealInkKeepsOrderAndEnds)
+{
+    REQUIRE_SHARED();
+    QFile file(testsupport::sharedPath(QStringLiteral("ink/dollar1.jsonl")));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    int strokes = 0;
+    while (!file.atEnd() && strokes < 500) {
+        const QJsonObject object = QJsonDocument::fromJson(file.readLine()).object();
+        for (const QJsonValue &strokeValue : object.value(QStringLiteral("strokes")).toArray()) {
+            Points points;
+            for (const QJsonValue &pointValue : strokeValue.toArray()) {
+                const QJsonArray xy = pointValue.toArray();
+                points.append(QPointF(xy.at(0).toDouble(), xy.at(1).toDouble()));
+            }
+            ++strokes;
+            const Points corners = smooth(points, 0.1);
+            ASSERT_GE(corners.size(), 2);
+            int at = 0;
+            for (const QPointF &corner : corners) {
+                while (at < points.size() && !(points[at].x() == corner.x() && points[at].y() == corner.y()))
+                    ++at;
+                ASSERT_LT(at, points.size()) << object.value(QStringLiteral("id")).toString().toStdString();
+            }
+            EXPECT_EQ(corners.front(), points.front());
+            EXPECT_EQ(corners.back(), points.back());
+        }
+    }
+    EXPECT_EQ(strokes, 500);
 }
