@@ -2,6 +2,7 @@
 // repository (../shared/ink), in their own units and at whiteboard pixels: what
 // must hold for any ink, whatever it is recognised as.
 #include <utility/figurerecogniser.h>
+#include <utility/strokeutil.h>
 
 #include "inkset.h"
 #include "testsupport.h"
@@ -9,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <map>
 
 namespace {
@@ -179,4 +181,62 @@ TEST(CFigureRecogniserInk, SecondStrokeArrowheadsAreBarbedLines)
     }
     ASSERT_EQ(arrows, 250);
     EXPECT_GE(barbed, 100);
+}
+
+TEST(CFigureRecogniserInk, TracingDoesNotChangeTheResult)
+{
+    // With the level at "TRACE" the smoothing goes through the traced geometry
+    // helpers; otherwise it does the same arithmetic inline. Both must agree to
+    // the last bit, on real ink (every 16th scribble: tracing is slow).
+    REQUIRE_SHARED();
+    QVector<inkset::DataSet> sets;
+    ASSERT_TRUE(inkset::readAll(testsupport::sharedPath(QStringLiteral("ink")), sets));
+    struct Outcome
+    {
+        int code = 0;
+        QRectF rect;
+        Points points;
+        Strokes connected;
+        Points fine;
+        Points coarse;
+    };
+    auto run = [](const Strokes &strokes) {
+        Outcome o;
+        o.code = CFigureRecogniser::classifyScribble(strokes, o.rect, o.points, 6, true, &o.connected);
+        Util::getSmoothPoints(strokes.first(), o.fine, 0.01);
+        Util::getSmoothPoints(strokes.first(), o.coarse, 0.1);
+        return o;
+    };
+    auto bitwise = [](const Points &a, const Points &b) {
+        return a.size() == b.size() && std::memcmp(a.constData(), b.constData(), sizeof(QPointF) * a.size()) == 0;
+    };
+    std::vector<Strokes> chosen;
+    for (const inkset::DataSet &set : sets) {
+        for (int k = 0; k < set.scribbles.size(); k += 16)
+            chosen.push_back(inkset::toPixels(set.scribbles.at(k).strokes, set.scale));
+    }
+    std::vector<Outcome> quiet;
+    for (const Strokes &strokes : chosen)
+        quiet.push_back(run(strokes));
+
+    const std::string level = CLogSystem::theRootInstance->getLevel();
+    CLogSystem::theRootInstance->setSink([](basic_logging::Severity, const std::string &) {});
+    CLogSystem::theRootInstance->setLevel("TRACE");
+    std::vector<Outcome> traced;
+    for (const Strokes &strokes : chosen)
+        traced.push_back(run(strokes));
+    CLogSystem::theRootInstance->setLevel(level);
+    CLogSystem::theRootInstance->setSink({});
+
+    for (std::size_t k = 0; k < chosen.size(); ++k) {
+        const Outcome &q = quiet[k];
+        const Outcome &t = traced[k];
+        bool same = q.code == t.code && std::memcmp(&q.rect, &t.rect, sizeof(QRectF)) == 0
+            && bitwise(q.points, t.points) && bitwise(q.fine, t.fine) && bitwise(q.coarse, t.coarse)
+            && q.connected.size() == t.connected.size();
+        for (int s = 0; same && s < q.connected.size(); ++s)
+            same = bitwise(q.connected[s], t.connected[s]);
+        EXPECT_TRUE(same) << "scribble " << k;
+    }
+    EXPECT_GT(chosen.size(), 700u);
 }
