@@ -1,7 +1,7 @@
 // CFigureRecogniser, stage by stage: the angle functions and their five-decimal pi,
 // the category decisions at their strict thresholds, joining strokes, reducing a
 // closed stroke to its corners, and the normalisers' fixed rules. The stages are
-// private; this file reaches them through FigureRecogniserTestAccess.
+// private; this file reaches them through FigureRecogniserProbe.
 #include <utility/figurerecogniser.h>
 
 #include "testsupport.h"
@@ -17,7 +17,7 @@
 using Points = QVector<QPointF>;
 using Strokes = QVector<QVector<QPointF>>;
 
-class FigureRecogniserTestAccess
+class FigureRecogniserProbe
 {
 public:
     using R = CFigureRecogniser;
@@ -76,7 +76,7 @@ public:
 
 namespace {
 
-using A = FigureRecogniserTestAccess;
+using A = FigureRecogniserProbe;
 
 constexpr double kPi = 3.141592653589793;
 // The recogniser's degrees: 180 / 3.14159.
