@@ -4,6 +4,7 @@
 
 #include "trace_p.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 #include <vector>
@@ -163,26 +164,36 @@ void removeNoise(QVector<QPointF> &points)
     UTILITY_TRACE_EXIT("Util::removeNoise");
 }
 
-// One pass over the stretches, last to first, so that a stretch inserted in front
+// One pass over the stretches, last to first, so that a stretch divided in front
 // of the current one does not disturb those still to be visited. Every active
 // stretch of more than one step is either divided at its farthest point or marked
-// straight.
+// straight. A stretch looks at the one that now follows it: the first half of its
+// successor if that was divided in this pass.
+//
+// The pass writes the new list back to front into `divided` rather than inserting
+// into `segments`: inserting in the middle made a stroke with many corners
+// (hundreds of thousands of points of noise) take quadratic time.
 void divideRuggedSegment(const QVector<QPointF> &points, const QVector<double> &lengths,
-                         std::vector<Segment> &segments, double totalLength, double ratio)
+                         std::vector<Segment> &segments, std::vector<Segment> &divided, double totalLength,
+                         double ratio)
 {
     UTILITY_TRACE_ENTER("Util::divideRuggedSegment");
     const bool traced = UtilityTrace::enabled();
+    divided.clear();
+    divided.reserve(2 * segments.size());
     for (int r = static_cast<int>(segments.size()) - 1; r >= 0; --r) {
         const Segment current = segments[r];
-        if (!current.active || current.end - current.start <= 1)
+        if (!current.active || current.end - current.start <= 1) {
+            divided.push_back(current);
             continue;
+        }
 
         const QPointF a = points.at(current.start);
         const QPointF b = points.at(current.end);
-        const bool isLast = r == static_cast<int>(segments.size()) - 1;
+        const bool isLast = divided.empty();
         int turnNext = 0;
         if (!isLast) {
-            const Segment &next = segments[r + 1];
+            const Segment &next = divided.back();
             const QPointF following = points.at(next.end) - points.at(next.start);
             turnNext = traced ? Util::vectorLeftOrRight(b - a, following) : turnOf(b - a, following);
         }
@@ -213,12 +224,14 @@ void divideRuggedSegment(const QVector<QPointF> &points, const QVector<double> &
         // not then divide at a point that does not exist.
         const double chordLength = traced ? Util::getDistance(a, b) : distanceBetween(a, b);
         if (best > chordLength * ratio && bestIndex > current.start) {
-            segments[r].start = bestIndex;
-            segments.insert(segments.begin() + r, Segment{current.start, bestIndex, true});
+            divided.push_back(Segment{bestIndex, current.end, true});
+            divided.push_back(Segment{current.start, bestIndex, true});
         } else {
-            segments[r].active = false;
+            divided.push_back(Segment{current.start, current.end, false});
         }
     }
+    std::reverse(divided.begin(), divided.end());
+    segments.swap(divided);
     UTILITY_TRACE_EXIT("Util::divideRuggedSegment");
 }
 
@@ -235,10 +248,11 @@ void divideStrokeToSegments(const QVector<QPointF> &points, std::vector<Segment>
 
     // Every division splits a stretch at a point strictly inside it, so this ends
     // after at most n - 2 divisions.
+    std::vector<Segment> divided;
     std::size_t before = 0;
     do {
         before = segments.size();
-        divideRuggedSegment(points, lengths, segments, total, ratio);
+        divideRuggedSegment(points, lengths, segments, divided, total, ratio);
     } while (segments.size() != before);
     UTILITY_TRACE_EXIT("Util::divideStrokeToSegments");
 }
