@@ -100,10 +100,6 @@ CLogSystem::CLogSystem()
 {
 }
 
-const std::string &CLogSystem::getLevel() const
-{
-    return *m_level.load(std::memory_order_acquire);
-}
 
 void CLogSystem::setLevel(const std::string &level)
 {
