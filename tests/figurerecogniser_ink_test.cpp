@@ -208,7 +208,8 @@ TEST(CFigureRecogniserInk, TracingDoesNotChangeTheResult)
         return o;
     };
     auto bitwise = [](const Points &a, const Points &b) {
-        return a.size() == b.size() && std::memcmp(a.constData(), b.constData(), sizeof(QPointF) * a.size()) == 0;
+        return a.size() == b.size()
+            && (a.isEmpty() || std::memcmp(a.constData(), b.constData(), sizeof(QPointF) * a.size()) == 0);
     };
     std::vector<Strokes> chosen;
     for (const inkset::DataSet &set : sets) {
