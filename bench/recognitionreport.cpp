@@ -3,7 +3,10 @@
 //
 //   recognition_report <ink folder> --json
 //       one JSON object per scribble on stdout: set, id, label, strokes, code,
-//       corners (for 102), rectangle, corner points and the pixel scale used
+//       corners (for 102), rectangle, corner points, the pixel scale used, and
+//       "stages": how far the scribble got (see diagnose())
+//   recognition_report <ink folder> --json --median-pixels 400
+//       the same at another pixel scale (the median scribble's longer side)
 //   recognition_report <ink folder> --sheet <out.png> <ids file>
 //       draws the scribbles named in the ids file (one "caption" line, or an id per
 //       line) in grey with the recognised figure over them, in rows
@@ -11,6 +14,8 @@
 // Every scribble goes through classifyScribble at whiteboard pixels (see inkset.h)
 // with vertexLimit 6 and normalize true, as the whiteboard calls it.
 #include <utility/figurerecogniser.h>
+#include <utility/geometry.h>
+#include <utility/strokeutil.h>
 
 #include "../tests/inkset.h"
 
@@ -25,7 +30,93 @@
 #include <QPainterPath>
 #include <QTextStream>
 
+#include <algorithm>
 #include <cstdio>
+
+namespace {
+QJsonArray pointArray(const QVector<QPointF> &points)
+{
+    QJsonArray array;
+    for (const QPointF &p : points)
+        array.append(QJsonArray{p.x(), p.y()});
+    return array;
+}
+} // namespace
+
+// Reaches the recogniser's stages, to say where a scribble left the road to a
+// figure. Mirrors classifyScribble's order of steps; the result itself always
+// comes from classifyScribble.
+class FigureRecogniserProbe
+{
+public:
+    using R = CFigureRecogniser;
+    using Points = QVector<QPointF>;
+    using Strokes = QVector<QVector<QPointF>>;
+
+    static QJsonObject diagnose(const Strokes &strokes)
+    {
+        QJsonObject stages;
+        Strokes smoothed;
+        R::makeSmoothPoints(strokes, smoothed, 0.01);
+        if (smoothed.size() == 2) {
+            Strokes coarse;
+            R::makeSmoothPoints(smoothed, coarse, 0.1);
+            QRectF rect;
+            if (R::checkOpenStroke(coarse[0], coarse[1], rect) != 0) {
+                stages.insert(QStringLiteral("path"), QStringLiteral("crossing"));
+                return stages;
+            }
+        }
+        if (!R::makeConnectedStroke(smoothed)) {
+            stages.insert(QStringLiteral("path"), QStringLiteral("unjoinable"));
+            return stages;
+        }
+        stages.insert(QStringLiteral("joined"), smoothed.size());
+        if (smoothed.size() != 1) {
+            stages.insert(QStringLiteral("path"), QStringLiteral("several strokes"));
+            if (smoothed.size() == 2) {
+                // The barb test: how often an end touches the other stroke's middle,
+                // and the point counts it needs (2 and 3).
+                Strokes coarse;
+                R::makeSmoothPoints(smoothed, coarse, 0.1);
+                int i = -1;
+                int j = -1;
+                stages.insert(QStringLiteral("touches"), R::checkConnectSpecialEdge(coarse[0], coarse[1], i, j));
+                stages.insert(QStringLiteral("points"), QJsonArray{coarse[0].size(), coarse[1].size()});
+            }
+            return stages;
+        }
+        Points stroke = smoothed.first();
+        if (!R::connect1Stroke(stroke)) {
+            stages.insert(QStringLiteral("path"), QStringLiteral("open"));
+            return stages;
+        }
+        stages.insert(QStringLiteral("path"), QStringLiteral("closed"));
+        // checkCloseFigure's steps, one by one.
+        int farthest = 0;
+        double best = 0.0;
+        for (int i = 1; i < stroke.size() - 1; ++i) {
+            const double d = std::trunc(Util::calcDistanceToLineSegment(stroke.first(), stroke.last(), stroke.at(i)));
+            if (d > best) {
+                best = d;
+                farthest = i;
+            }
+        }
+        std::rotate(stroke.begin(), stroke.begin() + farthest, stroke.end());
+        stroke.append(stroke.first());
+        Points corners;
+        Util::getSmoothPoints(stroke, corners, 0.1);
+        stages.insert(QStringLiteral("smoothed"), corners.size() - 1);
+        R::removeShortSegment(corners);
+        stages.insert(QStringLiteral("afterShortSides"), corners.size() - 1);
+        R::removeExtraPoint(corners);
+        stages.insert(QStringLiteral("afterStraightCorners"), corners.size() - 1);
+        stages.insert(QStringLiteral("oneWay"), R::checkVectorDirection(corners));
+        stages.insert(QStringLiteral("selfCrossing"), R::hasSelfIntersection(corners));
+        stages.insert(QStringLiteral("cornerList"), pointArray(corners));
+        return stages;
+    }
+};
 
 namespace {
 
@@ -46,13 +137,6 @@ Result classify(const QVector<QVector<QPointF>> &strokes)
     return r;
 }
 
-QJsonArray pointArray(const QVector<QPointF> &points)
-{
-    QJsonArray array;
-    for (const QPointF &p : points)
-        array.append(QJsonArray{p.x(), p.y()});
-    return array;
-}
 
 int printJson(const QVector<inkset::DataSet> &sets)
 {
@@ -77,6 +161,7 @@ int printJson(const QVector<inkset::DataSet> &sets)
             if (r.code == 102)
                 object.insert(QStringLiteral("points"), pointArray(r.points));
             object.insert(QStringLiteral("scale"), set.scale);
+            object.insert(QStringLiteral("stages"), FigureRecogniserProbe::diagnose(pixels));
             out.write(QJsonDocument(object).toJson(QJsonDocument::Compact));
             out.write("\n");
         }
@@ -176,7 +261,8 @@ void drawCell(QPainter &painter, const QRectF &cell, const inkset::Scribble &scr
     painter.drawText(cell.adjusted(4, 0, -4, -4), Qt::AlignBottom | Qt::AlignHCenter, caption);
 }
 
-// The ids file: "# caption" starts a row, every other line is "set<TAB>id".
+// The ids file: "# caption" starts a row (" | " breaks the caption's lines), every
+// other line is a scribble's id.
 int drawSheet(const QVector<inkset::DataSet> &sets, const QString &output, const QString &idsFile)
 {
     QHash<QString, QPair<const inkset::DataSet *, const inkset::Scribble *>> byId;
@@ -201,7 +287,7 @@ int drawSheet(const QVector<inkset::DataSet> &sets, const QString &output, const
         if (line.isEmpty())
             continue;
         if (line.startsWith(QLatin1Char('#')))
-            rows.append(Row{line.mid(1).trimmed(), {}});
+            rows.append(Row{line.mid(1).trimmed().replace(QStringLiteral(" | "), QStringLiteral("\n")), {}});
         else if (!rows.isEmpty())
             rows.last().ids.append(line);
     }
@@ -233,7 +319,9 @@ int drawSheet(const QVector<inkset::DataSet> &sets, const QString &output, const
         }
     }
     painter.end();
-    if (!image.save(output, "PNG")) {
+    // Grey ink, red figures and white: a palette keeps the file small.
+    const QImage indexed = image.convertToFormat(QImage::Format_Indexed8, Qt::ThresholdDither | Qt::AvoidDither);
+    if (!indexed.save(output, "PNG", 0)) {
         std::fprintf(stderr, "cannot write %s\n", qPrintable(output));
         return 1;
     }
@@ -252,9 +340,13 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "usage: %s <ink folder> --json | --sheet <out.png> <ids file>\n", argv[0]);
         return 2;
     }
+    double medianPixels = inkset::kMedianFigurePixels;
+    const int scaleOption = args.indexOf(QStringLiteral("--median-pixels"));
+    if (scaleOption > 0 && scaleOption + 1 < args.size())
+        medianPixels = args.at(scaleOption + 1).toDouble();
     QVector<inkset::DataSet> sets;
     QString error;
-    if (!inkset::readAll(args.at(1), sets, &error)) {
+    if (!inkset::readAll(args.at(1), sets, &error, medianPixels)) {
         std::fprintf(stderr, "%s\n", qPrintable(error));
         return 1;
     }

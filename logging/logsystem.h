@@ -87,8 +87,9 @@ public:
     CLogSystem &operator=(const CLogSystem &) = delete;
 
     // The current level name. Called on every traced function entry and exit:
-    // lock-free and allocation-free; the returned reference stays valid for the
-    // life of the process even if the level changes afterwards.
+    // lock-free, allocation-free and inline (one load), since the geometry helpers
+    // run thousands of times per recognised scribble; the returned reference stays
+    // valid for the life of the process even if the level changes afterwards.
     const std::string &getLevel() const { return *m_level.load(std::memory_order_acquire); }
     void setLevel(const std::string &level);
 

@@ -112,7 +112,7 @@ inline double longerSide(const Scribble &scribble)
     return std::max(maxX - minX, maxY - minY);
 }
 
-inline double pixelScale(const QVector<Scribble> &scribbles)
+inline double pixelScale(const QVector<Scribble> &scribbles, double medianPixels = kMedianFigurePixels)
 {
     std::vector<double> sides;
     sides.reserve(scribbles.size());
@@ -123,7 +123,7 @@ inline double pixelScale(const QVector<Scribble> &scribbles)
     std::sort(sides.begin(), sides.end());
     const std::size_t n = sides.size();
     const double median = n % 2 ? sides[n / 2] : (sides[n / 2 - 1] + sides[n / 2]) / 2.0;
-    return median > 0 ? kMedianFigurePixels / median : 1.0;
+    return median > 0 ? medianPixels / median : 1.0;
 }
 
 inline QVector<QVector<QPointF>> toPixels(const QVector<QVector<QPointF>> &strokes, double scale)
@@ -141,7 +141,8 @@ inline QVector<QVector<QPointF>> toPixels(const QVector<QVector<QPointF>> &strok
 }
 
 // Every *.jsonl of the folder in name order, each with its pixel scale.
-inline bool readAll(const QString &folder, QVector<DataSet> &sets, QString *error = nullptr)
+inline bool readAll(const QString &folder, QVector<DataSet> &sets, QString *error = nullptr,
+                    double medianPixels = kMedianFigurePixels)
 {
     const QStringList files = QDir(folder).entryList({QStringLiteral("*.jsonl")}, QDir::Files, QDir::Name);
     if (files.isEmpty()) {
@@ -154,7 +155,7 @@ inline bool readAll(const QString &folder, QVector<DataSet> &sets, QString *erro
         set.file = name;
         if (!readJsonLines(QDir(folder).filePath(name), set.scribbles, error))
             return false;
-        set.scale = pixelScale(set.scribbles);
+        set.scale = pixelScale(set.scribbles, medianPixels);
         sets.append(set);
     }
     return true;

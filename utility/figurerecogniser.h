@@ -51,7 +51,9 @@ public:
                                 int vertexLimit, bool normalize, StrokeList *connected = nullptr);
 
 private:
-    friend class FigureRecogniserTestAccess;
+    // The unit tests and the recognition report (bench/) reach the stages through
+    // this class; the library itself never defines it.
+    friend class FigureRecogniserProbe;
 
     // Dispatch and the category decisions.
     static int classifyRecogCategory(StrokeList &strokes, QRectF &rect, StrokeList &corners,

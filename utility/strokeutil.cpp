@@ -4,6 +4,8 @@
 
 #include "trace_p.h"
 
+#include <algorithm>
+#include <cmath>
 #include <utility>
 #include <vector>
 
@@ -33,6 +35,72 @@ int sizeOf(const QVector<QPointF> &points)
     return static_cast<int>(points.size());
 }
 
+// The smoothing evaluates every point of a stretch against the stretch's chord on
+// every pass, a few thousand evaluations per stroke. Through the traced helpers
+// each one costs several calls and trace-level tests; when nobody is tracing, the
+// same arithmetic is done here inline, operation for operation as
+// Util::getDistance, Util::calcDistanceToLineSegment and Util::vectorLeftOrRight do
+// it (the library is built without floating-point contraction), so the results are
+// bit-identical. With the level at "TRACE" the helpers are called and trace as
+// always.
+inline double distanceBetween(const QPointF &p, const QPointF &q)
+{
+    const double x = p.x() - q.x();
+    const double y = p.y() - q.y();
+    return std::sqrt(x * x + y * y);
+}
+
+// Util::vectorLeftOrRight(a, b).
+inline int turnOf(const QPointF &a, const QPointF &b)
+{
+    const double cross = a.x() * b.y() - a.y() * b.x();
+    if (std::fabs(cross) < 1e-9)
+        return 0;
+    return cross > 0 ? 1 : -1;
+}
+
+class Chord
+{
+public:
+    Chord(const QPointF &a, const QPointF &b)
+        : m_a(a)
+        , m_b(b)
+        , m_backX(a.x() - b.x())
+        , m_backY(a.y() - b.y())
+        , m_lineA(b.y() - a.y())
+        , m_lineB(a.x() - b.x())
+        , m_lineC(b.x() * a.y() - a.x() * b.y())
+    {
+        double norm2 = m_lineA * m_lineA + m_lineB * m_lineB;
+        if (norm2 < 1.0)
+            norm2 = 1.0;
+        m_root = std::sqrt(norm2);
+    }
+
+    // Util::calcDistanceToLineSegment(a, b, p).
+    double distance(const QPointF &p) const
+    {
+        if ((p.x() - m_a.x()) * m_backX + (p.y() - m_a.y()) * m_backY >= 0)
+            return distanceBetween(p, m_a);
+        if ((m_b.x() - m_a.x()) * (p.x() - m_b.x()) + (m_b.y() - m_a.y()) * (p.y() - m_b.y()) >= 0)
+            return distanceBetween(p, m_b);
+        return std::fabs(m_lineA * p.x() + m_lineB * p.y() + m_lineC) / m_root;
+    }
+
+    // Util::vectorLeftOrRight(p - a, b - p).
+    int turn(const QPointF &p) const { return turnOf(p - m_a, m_b - p); }
+
+private:
+    QPointF m_a;
+    QPointF m_b;
+    double m_backX;
+    double m_backY;
+    double m_lineA;
+    double m_lineB;
+    double m_lineC;
+    double m_root;
+};
+
 // Keeps the points that moved more than minDistance along the stroke since the
 // last kept one, and always the ends. In a stroke that ends near its start the
 // point farthest from the start is kept too, or a closed figure could collapse.
@@ -40,6 +108,7 @@ void copyMovingPoints(const QVector<QPointF> &points, QVector<QPointF> &moving, 
 {
     UTILITY_TRACE_ENTER("Util::copyMovingPoints");
     const int n = sizeOf(points);
+    const bool traced = UtilityTrace::enabled();
     moving.clear();
     moving.reserve(n);
 
@@ -47,7 +116,8 @@ void copyMovingPoints(const QVector<QPointF> &points, QVector<QPointF> &moving, 
     if (n > 2 && Util::getDistance(points.at(0), points.at(n - 1)) < minDistance) {
         double best = 0.0; // a point on the start itself is never chosen
         for (int i = 1; i <= n - 2; ++i) {
-            const double distance = Util::getDistance(points.at(0), points.at(i));
+            const double distance = traced ? Util::getDistance(points.at(0), points.at(i))
+                                           : distanceBetween(points.at(0), points.at(i));
             if (distance > best) { // the first of equally far points wins
                 best = distance;
                 far = i;
@@ -59,7 +129,8 @@ void copyMovingPoints(const QVector<QPointF> &points, QVector<QPointF> &moving, 
     for (int i = 0; i < n; ++i) {
         if (i != 0 && i != far && i != n - 1) {
             // Measured along all input points, the skipped ones included.
-            travelled += Util::getDistance(points.at(i - 1), points.at(i));
+            travelled += traced ? Util::getDistance(points.at(i - 1), points.at(i))
+                                : distanceBetween(points.at(i - 1), points.at(i));
             if (travelled <= minDistance)
                 continue;
         }
@@ -76,13 +147,14 @@ void copyMovingPoints(const QVector<QPointF> &points, QVector<QPointF> &moving, 
 void removeNoise(QVector<QPointF> &points)
 {
     UTILITY_TRACE_ENTER("Util::removeNoise");
+    const bool traced = UtilityTrace::enabled();
     QVector<QPointF> d;
     Util::differentiate(points, d);
     for (int i = sizeOf(points) - 3; i >= 2; --i) {
         const int j = i - 1;
-        const int r1 = Util::vectorLeftOrRight(d.at(j - 1), d.at(j));
-        const int r2 = Util::vectorLeftOrRight(d.at(i), d.at(i));
-        const int r3 = Util::vectorLeftOrRight(d.at(i), d.at(j + 2));
+        const int r1 = traced ? Util::vectorLeftOrRight(d.at(j - 1), d.at(j)) : turnOf(d.at(j - 1), d.at(j));
+        const int r2 = traced ? Util::vectorLeftOrRight(d.at(i), d.at(i)) : turnOf(d.at(i), d.at(i));
+        const int r3 = traced ? Util::vectorLeftOrRight(d.at(i), d.at(j + 2)) : turnOf(d.at(i), d.at(j + 2));
         if (r1 * r3 >= 0 && r1 * r2 < 0) {
             points.remove(i);
             d[j] += d.at(i);
@@ -92,28 +164,41 @@ void removeNoise(QVector<QPointF> &points)
     UTILITY_TRACE_EXIT("Util::removeNoise");
 }
 
-// One pass over the stretches, last to first, so that a stretch inserted in front
+// One pass over the stretches, last to first, so that a stretch divided in front
 // of the current one does not disturb those still to be visited. Every active
 // stretch of more than one step is either divided at its farthest point or marked
-// straight.
+// straight. A stretch looks at the one that now follows it: the first half of its
+// successor if that was divided in this pass.
+//
+// The pass writes the new list back to front into `divided` rather than inserting
+// into `segments`: inserting in the middle made a stroke with many corners
+// (hundreds of thousands of points of noise) take quadratic time.
 void divideRuggedSegment(const QVector<QPointF> &points, const QVector<double> &lengths,
-                         std::vector<Segment> &segments, double totalLength, double ratio)
+                         std::vector<Segment> &segments, std::vector<Segment> &divided, double totalLength,
+                         double ratio)
 {
     UTILITY_TRACE_ENTER("Util::divideRuggedSegment");
+    const bool traced = UtilityTrace::enabled();
+    divided.clear();
+    divided.reserve(2 * segments.size());
     for (int r = static_cast<int>(segments.size()) - 1; r >= 0; --r) {
         const Segment current = segments[r];
-        if (!current.active || current.end - current.start <= 1)
+        if (!current.active || current.end - current.start <= 1) {
+            divided.push_back(current);
             continue;
+        }
 
         const QPointF a = points.at(current.start);
         const QPointF b = points.at(current.end);
-        const bool isLast = r == static_cast<int>(segments.size()) - 1;
+        const bool isLast = divided.empty();
         int turnNext = 0;
         if (!isLast) {
-            const Segment &next = segments[r + 1];
-            turnNext = Util::vectorLeftOrRight(b - a, points.at(next.end) - points.at(next.start));
+            const Segment &next = divided.back();
+            const QPointF following = points.at(next.end) - points.at(next.start);
+            turnNext = traced ? Util::vectorLeftOrRight(b - a, following) : turnOf(b - a, following);
         }
 
+        const Chord chord(a, b);
         const double margin = totalLength * kEndMargin;
         double best = 0.0;
         int bestIndex = -1;
@@ -121,11 +206,11 @@ void divideRuggedSegment(const QVector<QPointF> &points, const QVector<double> &
         for (int k = current.start + 1; k <= current.end - 1; ++k) {
             along += lengths.at(k - 1);
             const QPointF p = points.at(k);
-            double distance = Util::calcDistanceToLineSegment(a, b, p);
+            double distance = traced ? Util::calcDistanceToLineSegment(a, b, p) : chord.distance(p);
             if (!isLast) {
                 // A bend that does not turn the way the stroke turns into the next
                 // stretch is more likely a wobble than a corner.
-                const int turn = Util::vectorLeftOrRight(p - a, b - p);
+                const int turn = traced ? Util::vectorLeftOrRight(p - a, b - p) : chord.turn(p);
                 if (turn * turnNext < 1)
                     distance = distance * kCounterTurnWeight;
             }
@@ -137,13 +222,16 @@ void divideRuggedSegment(const QVector<QPointF> &points, const QVector<double> &
 
         // bestIndex stays -1 only when no point qualified; a negative ratio must
         // not then divide at a point that does not exist.
-        if (best > Util::getDistance(a, b) * ratio && bestIndex > current.start) {
-            segments[r].start = bestIndex;
-            segments.insert(segments.begin() + r, Segment{current.start, bestIndex, true});
+        const double chordLength = traced ? Util::getDistance(a, b) : distanceBetween(a, b);
+        if (best > chordLength * ratio && bestIndex > current.start) {
+            divided.push_back(Segment{bestIndex, current.end, true});
+            divided.push_back(Segment{current.start, bestIndex, true});
         } else {
-            segments[r].active = false;
+            divided.push_back(Segment{current.start, current.end, false});
         }
     }
+    std::reverse(divided.begin(), divided.end());
+    segments.swap(divided);
     UTILITY_TRACE_EXIT("Util::divideRuggedSegment");
 }
 
@@ -160,10 +248,11 @@ void divideStrokeToSegments(const QVector<QPointF> &points, std::vector<Segment>
 
     // Every division splits a stretch at a point strictly inside it, so this ends
     // after at most n - 2 divisions.
+    std::vector<Segment> divided;
     std::size_t before = 0;
     do {
         before = segments.size();
-        divideRuggedSegment(points, lengths, segments, total, ratio);
+        divideRuggedSegment(points, lengths, segments, divided, total, ratio);
     } while (segments.size() != before);
     UTILITY_TRACE_EXIT("Util::divideStrokeToSegments");
 }
@@ -202,8 +291,11 @@ void calcAdjacentLength(const QVector<QPointF> &points, QVector<double> &lengths
     const int n = sizeOf(points);
     if (n >= 2) {
         lengths.reserve(n - 1);
-        for (int i = 0; i + 1 < n; ++i)
-            lengths.append(getDistance(points.at(i), points.at(i + 1)));
+        const bool traced = UtilityTrace::enabled();
+        for (int i = 0; i + 1 < n; ++i) {
+            lengths.append(traced ? getDistance(points.at(i), points.at(i + 1))
+                                  : distanceBetween(points.at(i), points.at(i + 1)));
+        }
     }
     UTILITY_TRACE_EXIT("Util::calcAdjacentLength");
 }
