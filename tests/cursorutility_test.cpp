@@ -8,6 +8,7 @@
 #include <QCursor>
 #include <QDir>
 #include <QImageReader>
+#include <QPixmap>
 #include <QTemporaryDir>
 
 #include <memory>
