@@ -1,38 +1,30 @@
 // CCursorUtilities: cursors from "<base name>.png", the hot spot, and every way a
 // file can fail to be a cursor (missing, unreadable, not a PNG, absurdly large).
+#include "metafilewriter.h"
 #include "testsupport.h"
 
 #include <utility/cursorutility.h>
 
 #include <QCursor>
 #include <QDir>
-#include <QFile>
-#include <QImage>
 #include <QImageReader>
 #include <QPixmap>
 #include <QTemporaryDir>
 
-#include <gmock/gmock.h>
-
 #include <memory>
-
-#include <zlib.h>
 
 #include <unistd.h>
 
-using testsupport::CapturedLog;
-using ::testing::ElementsAre;
-using ::testing::MatchesRegex;
-
 namespace {
 
-QImage cursorImage(int width, int height)
+// A diagonal line of opaque black on transparency.
+bool saveCursorImage(int width, int height, const QString &path, const char *format = "PNG")
 {
     QImage image(width, height, QImage::Format_ARGB32);
     image.fill(Qt::transparent);
     for (int i = 0; i < std::min(width, height); ++i)
         image.setPixel(i, i, qRgba(0, 0, 0, 255));
-    return image;
+    return image.save(path, format);
 }
 
 std::unique_ptr<QCursor> load(const QString &baseName, const QPoint &hotSpot = QPoint(3, 5))
@@ -40,154 +32,53 @@ std::unique_ptr<QCursor> load(const QString &baseName, const QPoint &hotSpot = Q
     return std::unique_ptr<QCursor>(CCursorUtilities::loadCursor(baseName, hotSpot));
 }
 
-QByteArray bigEndian(quint32 value)
-{
-    QByteArray bytes(4, '\0');
-    for (int i = 0; i < 4; ++i)
-        bytes[i] = static_cast<char>((value >> (24 - 8 * i)) & 0xff);
-    return bytes;
-}
-
-QByteArray pngChunk(const char *type, const QByteArray &data)
-{
-    const QByteArray typed = QByteArray(type, 4) + data;
-    const auto crc = static_cast<quint32>(
-        ::crc32(0L, reinterpret_cast<const Bytef *>(typed.constData()), static_cast<uInt>(typed.size())));
-    return bigEndian(static_cast<quint32>(data.size())) + typed + bigEndian(crc);
-}
-
-void writeBytes(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-}
-
 } // namespace
 
 TEST(CCursorUtilities, LoadsBaseNameDotPngWithTheHotSpot)
 {
     QTemporaryDir dir;
-    ASSERT_TRUE(dir.isValid());
-    ASSERT_TRUE(cursorImage(32, 24).save(dir.filePath(QStringLiteral("pen.png")), "PNG"));
-
-    for (const QPoint &hotSpot : {QPoint(3, 5), QPoint(0, 0), QPoint(31, 23)}) {
-        const auto cursor = load(dir.filePath(QStringLiteral("pen")), hotSpot);
-        ASSERT_TRUE(cursor);
-        EXPECT_EQ(cursor->hotSpot(), hotSpot);
-        EXPECT_EQ(cursor->pixmap().size(), QSize(32, 24));
-        EXPECT_EQ(cursor->shape(), Qt::BitmapCursor);
-        const QImage pixels = cursor->pixmap().toImage().convertToFormat(QImage::Format_ARGB32);
-        EXPECT_EQ(pixels.pixel(4, 4), qRgba(0, 0, 0, 255));
-        EXPECT_EQ(qAlpha(pixels.pixel(4, 5)), 0);
-    }
-
+    ASSERT_TRUE(saveCursorImage(32, 24, dir.filePath(QStringLiteral("pen.png"))));
+    const auto cursor = load(dir.filePath(QStringLiteral("pen")), QPoint(31, 23));
+    ASSERT_TRUE(cursor && cursor->hotSpot() == QPoint(31, 23) && cursor->shape() == Qt::BitmapCursor);
+    const QImage pixels = cursor->pixmap().toImage().convertToFormat(QImage::Format_ARGB32);
+    EXPECT_TRUE(pixels.size() == QSize(32, 24) && pixels.pixel(4, 4) == qRgba(0, 0, 0, 255) && qAlpha(pixels.pixel(4, 5)) == 0);
     // A relative base name is taken from the working directory.
     const QString previous = QDir::currentPath();
     ASSERT_TRUE(QDir::setCurrent(dir.path()));
     const auto relative = load(QStringLiteral("pen"));
     QDir::setCurrent(previous);
-    ASSERT_TRUE(relative);
-    EXPECT_EQ(relative->hotSpot(), QPoint(3, 5));
+    EXPECT_TRUE(relative && relative->hotSpot() == QPoint(3, 5));
 }
 
-TEST(CCursorUtilities, IsNullForAnythingButAReadablePng)
+TEST(CCursorUtilities, IsNullForAnythingButAReadablePngOfCursorSize)
 {
     QTemporaryDir dir;
-    ASSERT_TRUE(dir.isValid());
-    const auto path = [&](const char *name) { return dir.filePath(QString::fromLatin1(name)); };
-    ASSERT_TRUE(cursorImage(16, 16).save(path("jpeg.png"), "JPEG"));
-    writeBytes(path("garbage.png"), QByteArray("\x89PNG\r\n\x1a\nnot really", 18));
-    writeBytes(path("empty.png"), QByteArray());
-    ASSERT_TRUE(QDir(dir.path()).mkdir(QStringLiteral("folder.png")));
-    ASSERT_TRUE(cursorImage(16, 16).save(path("pen.png"), "PNG"));
-    // A truncated PNG: the header promises more than the file holds.
-    {
-        QFile whole(path("pen.png"));
-        ASSERT_TRUE(whole.open(QIODevice::ReadOnly));
-        writeBytes(path("truncated.png"), whole.readAll().left(40));
-    }
-
-    struct Case
-    {
-        QString baseName;
-        const char *why;
-    };
-    const Case cases[] = {
-        {QString(), "null name"},
-        {QStringLiteral(""), "empty name"},
-        {path("missing"), "no such file"},
-        {path("pen.png"), "the suffix is added, so this looks for pen.png.png"},
-        {path("jpeg"), "a JPEG named .png is not taken for what its content says"},
-        {path("garbage"), "a PNG signature and nothing else"},
-        {path("empty"), "an empty file"},
-        {path("truncated"), "a truncated file"},
-        {path("folder"), "a directory"},
-    };
-    for (const Case &c : cases)
-        EXPECT_FALSE(load(c.baseName)) << c.why;
-    EXPECT_TRUE(load(path("pen")));
-}
-
-TEST(CCursorUtilities, IsNullForAnUnreadableFile)
-{
-    if (::geteuid() == 0)
-        GTEST_SKIP() << "root reads files whatever their permissions say";
-    QTemporaryDir dir;
-    ASSERT_TRUE(dir.isValid());
-    const QString file = dir.filePath(QStringLiteral("locked.png"));
-    ASSERT_TRUE(cursorImage(16, 16).save(file, "PNG"));
-    ASSERT_TRUE(QFile::setPermissions(file, QFileDevice::WriteOwner));
-    EXPECT_FALSE(load(dir.filePath(QStringLiteral("locked"))));
-}
-
-TEST(CCursorUtilities, RefusesImagesLargerThanAnyCursorBeforeDecoding)
-{
-    QTemporaryDir dir;
-    ASSERT_TRUE(dir.isValid());
-    struct Case
-    {
-        QSize size;
-        bool loads;
-    };
-    const Case cases[] = {
-        {QSize(1024, 1), true}, {QSize(1, 1024), true}, {QSize(1025, 1), false}, {QSize(1, 1025), false},
-    };
-    for (const Case &c : cases) {
-        const QString base = dir.filePath(QStringLiteral("c%1x%2").arg(c.size.width()).arg(c.size.height()));
-        ASSERT_TRUE(cursorImage(c.size.width(), c.size.height()).save(base + QStringLiteral(".png"), "PNG"));
-        EXPECT_EQ(static_cast<bool>(load(base)), c.loads) << c.size.width() << "x" << c.size.height();
-    }
-
+    const auto path = [&](const QString &name) { return dir.filePath(name); };
+    ASSERT_TRUE(saveCursorImage(16, 16, path("jpeg.png"), "JPEG") && saveCursorImage(16, 16, path("pen.png"))
+                && saveCursorImage(16, 16, path("locked.png")) && QDir(dir.path()).mkdir(QStringLiteral("folder.png"))
+                && QFile::setPermissions(path("locked.png"), QFileDevice::WriteOwner));
+    ASSERT_TRUE(testsupport::writeFile(path("garbage.png"), QByteArray("\x89PNG\r\n\x1a\nnot really", 18)) && testsupport::writeFile(path("empty.png"), {}));
+    QFile whole(path("pen.png")); // a truncated PNG: the header promises more than the file holds
+    ASSERT_TRUE(whole.open(QIODevice::ReadOnly) && testsupport::writeFile(path("truncated.png"), whole.readAll().left(40)));
     // A well-formed file whose header claims 100000 x 100000 pixels (40 GB decoded)
     // but whose data is a few bytes: refused from the header alone.
-    QByteArray png("\x89PNG\r\n\x1a\n", 8);
-    png += pngChunk("IHDR", bigEndian(100000) + bigEndian(100000) + QByteArray("\x08\x06\x00\x00\x00", 5));
-    png += pngChunk("IDAT", qCompress(QByteArray(16, '\0')).mid(4)); // zlib stream without Qt's length prefix
-    png += pngChunk("IEND", QByteArray());
-    writeBytes(dir.filePath(QStringLiteral("huge.png")), png);
-    ASSERT_EQ(QImageReader(dir.filePath(QStringLiteral("huge.png")), "PNG").size(), QSize(100000, 100000));
-    EXPECT_FALSE(load(dir.filePath(QStringLiteral("huge"))));
-}
+    ASSERT_TRUE(testsupport::writeFile(path("huge.png"), testsupport::pngHeaderOnly(100000, 100000)) && QImageReader(path("huge.png"), "PNG").size() == QSize(100000, 100000));
+    // At most 1024 pixels each way.
+    ASSERT_TRUE(saveCursorImage(1024, 1, path("1024x1.png")) && saveCursorImage(1, 1024, path("1x1024.png"))
+                && saveCursorImage(1025, 1, path("1025x1.png")) && saveCursorImage(1, 1025, path("1x1025.png")));
 
-TEST(CCursorUtilities, IsTracedAndAssignmentCopiesNothing)
-{
-    {
-        CapturedLog log("TRACE");
-        EXPECT_FALSE(load(QString()));
-        const auto lines = log.traceLines();
-        ASSERT_EQ(lines.size(), 2u);
-        EXPECT_THAT(lines[0], MatchesRegex("\\.\\\\cursorutility\\.cpp\t[0-9]+\tEnterCCursorUtilities::loadCursor"));
-        EXPECT_THAT(lines[1], MatchesRegex("\\.\\\\cursorutility\\.cpp\t[0-9]+\tExitCCursorUtilities::loadCursor"));
-        EXPECT_TRUE(log.warnings().empty()) << "failures are not reported";
-    }
-    {
-        CapturedLog log("INFO");
-        EXPECT_FALSE(load(QStringLiteral("/nonexistent/cursor")));
-        EXPECT_TRUE(log.lines().empty());
-    }
-
-    CCursorUtilities a;
-    const CCursorUtilities b;
-    EXPECT_EQ(&(a = b), &a);
+    const std::pair<QString, const char *> refused[] = {
+        {QString(), "null name"}, {QStringLiteral(""), "empty name"}, {path("missing"), "no such file"},
+        {path("pen.png"), "the suffix is added, so this looks for pen.png.png"},
+        {path("jpeg"), "a JPEG named .png is not taken for what its content says"},
+        {path("garbage"), "a PNG signature and nothing else"}, {path("empty"), "an empty file"},
+        {path("truncated"), "a truncated file"}, {path("folder"), "a directory"}, {path("huge"), "huge header"},
+        {path("1025x1"), "too wide"}, {path("1x1025"), "too high"},
+        {::geteuid() == 0 ? QString() : path("locked"), "unreadable (root reads it anyway)"}};
+    testsupport::CapturedLog log("INFO");
+    for (const auto &[baseName, why] : refused)
+        EXPECT_FALSE(load(baseName)) << why;
+    EXPECT_TRUE(log.lines().empty()) << "failures are not reported";
+    for (const char *name : {"pen", "1024x1", "1x1024"})
+        EXPECT_TRUE(load(path(QString::fromLatin1(name)))) << name;
 }

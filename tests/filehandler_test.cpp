@@ -5,58 +5,32 @@
 
 #include "testsupport.h"
 
-#include <QStringList>
-
 #ifdef UTILITY_TESTS_HAVE_WIDGETS
 #include <QFileDialog>
 #include <QFileSystemModel>
 #endif
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <memory>
-#include <string>
-#include <vector>
 
 using testsupport::CapturedLog;
-using ::testing::ElementsAre;
 using ::testing::EndsWith;
-using ::testing::HasSubstr;
-
-// Readable failure messages for Qt strings.
-static void PrintTo(const QString &text, std::ostream *out)
-{
-    *out << '"' << text.toStdString() << '"';
-}
 
 namespace {
 
-// Records every call and its own destruction in a journal shared by the test.
-struct Journal
-{
-    QStringList calls;
-    int destroyed = 0;
-};
+struct Journal { QStringList calls; int destroyed = 0; };
 
-class RecordingAction : public CFileHandler::Action
+// Records every call, and its own destruction, in a journal shared by the test.
+struct RecordingAction : CFileHandler::Action
 {
-public:
-    RecordingAction(std::shared_ptr<Journal> journal, QString tag, bool result = true)
-        : m_journal(std::move(journal)), m_tag(std::move(tag)), m_result(result)
-    {
-    }
-    ~RecordingAction() override { ++m_journal->destroyed; }
-    bool operator()(const QString &path) override
-    {
-        m_journal->calls << m_tag + QLatin1Char(':') + path;
-        return m_result;
-    }
-
-private:
-    std::shared_ptr<Journal> m_journal;
-    QString m_tag;
-    bool m_result;
+    RecordingAction(std::shared_ptr<Journal> j, QString t, bool r) : journal(std::move(j)), tag(std::move(t)), result(r) {}
+    ~RecordingAction() override { ++journal->destroyed; }
+    bool operator()(const QString &path) override { return journal->calls << tag + QLatin1Char(':') + path, result; }
+    std::shared_ptr<Journal> journal;
+    QString tag;
+    bool result;
 };
 
 // A top-level handler list that is destroyed with the test.
@@ -67,6 +41,15 @@ struct Tree
         return new CFileHandlerSingle(QString::fromUtf8(name), QString::fromUtf8(suffixes),
                                       new RecordingAction(journal, QString::fromUtf8(name), result), nullptr);
     }
+    // A group listed with its members, or on its own.
+    static CFileHandlerGroup *group(const char *name, bool listMembers, std::initializer_list<CFileHandler *> members)
+    {
+        auto *group = new CFileHandlerGroup(QString::fromUtf8(name), listMembers ? CFileHandler::eListGroupAndMembers
+                                                                                 : CFileHandler::eListGroupOnly, nullptr);
+        for (CFileHandler *member : members)
+            group->addHandler(member);
+        return group;
+    }
     ~Tree() { CFileHandler::destroy(top); }
 
     std::shared_ptr<Journal> journal = std::make_shared<Journal>();
@@ -75,22 +58,13 @@ struct Tree
 
 } // namespace
 
-TEST(CFileHandlerSingle, SplitsSuffixesAtEveryBlank)
+TEST(CFileHandler, FiltersSplitSuffixesAtEveryBlankAndListGroupMembersDepthFirst)
 {
-    struct Case
-    {
-        const char *suffixes;
-        QStringList expected;
-        const char *joined;
-        const char *filter;
-    };
-    const Case cases[] = {
+    struct Case { const char *suffixes; QStringList expected; const char *joined; const char *filter; } const cases[] = {
         {".png .PNG", {".png", ".PNG"}, ".png.PNG", "PNG image (*.png *.PNG)"},
-        {".htm .html", {".htm", ".html"}, ".htm.html", "PNG image (*.htm *.html)"},
         {".a  .b", {".a", "", ".b"}, ".a.b", "PNG image (*.a * *.b)"},
         // An empty suffix string still splits into one (empty) entry: a bare "*".
-        {"", {""}, "", "PNG image (*)"},
-        {".png ", {".png", ""}, ".png", "PNG image (*.png *)"},
+        {"", {""}, "", "PNG image (*)"}, {".png ", {".png", ""}, ".png", "PNG image (*.png *)"},
     };
     for (const Case &c : cases) {
         CFileHandlerSingle handler(QStringLiteral("PNG image"), QString::fromUtf8(c.suffixes), nullptr, nullptr);
@@ -98,26 +72,16 @@ TEST(CFileHandlerSingle, SplitsSuffixesAtEveryBlank)
         EXPECT_EQ(handler.getSuffix(), QString::fromUtf8(c.joined)) << c.suffixes;
         EXPECT_EQ(handler.getFilter(), QString::fromUtf8(c.filter)) << c.suffixes;
     }
-}
-
-TEST(CFileHandlerSingle, UntranslatedContextKeepsTheName)
-{
+    // An untranslated context keeps the name. The entry is trimmed as a whole:
+    // blanks before the title go, those after it stay.
     CFileHandlerSingle handler(QStringLiteral("  Bild  "), QStringLiteral(".bmp"), nullptr, "NoSuchContext");
-    // The entry is trimmed as a whole: blanks before the title go, those after it stay.
     EXPECT_EQ(handler.getFilter(), QStringLiteral("Bild   (*.bmp)"));
-}
 
-TEST(CFileHandlerGroup, FiltersListMembersDepthFirst)
-{
+    // Groups list their members depth first.
     Tree t;
-    auto *images = new CFileHandlerGroup(QStringLiteral("Images"), CFileHandler::eListGroupAndMembers, nullptr);
-    images->addHandler(t.single("PNG", ".png"));
-    auto *jpeg = new CFileHandlerGroup(QStringLiteral("JPEG"), CFileHandler::eListGroupOnly, nullptr);
-    jpeg->addHandler(t.single("JPG", ".jpg .jpeg"));
-    jpeg->addHandler(t.single("JFIF", ".jpg"));
-    images->addHandler(jpeg);
+    CFileHandlerGroup *jpeg = Tree::group("JPEG", false, {t.single("JPG", ".jpg .jpeg"), t.single("JFIF", ".jpg")});
+    CFileHandlerGroup *images = Tree::group("Images", true, {t.single("PNG", ".png"), jpeg});
     t.top << images << t.single("Text", ".txt");
-
     EXPECT_EQ(images->getSuffixes(), QStringList({".png", ".jpg", ".jpeg", ".jpg"}));
     EXPECT_EQ(images->getSuffix(), QString());
     EXPECT_EQ(jpeg->getFilter(), QStringLiteral("JPEG (*.jpg *.jpeg *.jpg)"));
@@ -126,28 +90,25 @@ TEST(CFileHandlerGroup, FiltersListMembersDepthFirst)
 
     // A group that lists its members but has none ends its entry in ";;", and the
     // list drops only one trailing separator.
-    QVector<CFileHandler *> empty{new CFileHandlerGroup(QStringLiteral("None"), CFileHandler::eListGroupAndMembers, nullptr)};
+    QVector<CFileHandler *> empty{Tree::group("None", true, {})},
+        onlyGroup{new CFileHandlerGroup(QStringLiteral("None"), CFileHandler::EGroupListingMethod(7), nullptr)};
     EXPECT_EQ(CFileHandler::filtersToString(empty), QStringLiteral("None ();;"));
-    QVector<CFileHandler *> onlyGroup{new CFileHandlerGroup(QStringLiteral("None"), static_cast<CFileHandler::EGroupListingMethod>(7), nullptr)};
     EXPECT_EQ(CFileHandler::filtersToString(onlyGroup), QStringLiteral("None ()"));
     EXPECT_EQ(CFileHandler::filtersToString({}), QString());
-    CFileHandler::destroy(empty);
-    CFileHandler::destroy(onlyGroup);
+    for (QVector<CFileHandler *> *list : {&empty, &onlyGroup})
+        CFileHandler::destroy(*list);
 }
 
 #ifdef UTILITY_TESTS_HAVE_WIDGETS
 TEST(CFileHandler, QFileDialogReadsTheSamePatterns)
 {
     Tree t;
-    auto *images = new CFileHandlerGroup(QStringLiteral("Images"), CFileHandler::eListGroupAndMembers, nullptr);
-    images->addHandler(t.single("PNG image", ".png .PNG"));
-    images->addHandler(t.single("JPEG image", ".jpg .jpeg"));
-    t.top << images << t.single("Anything", "") << t.single("Web page", ".htm .html");
-
+    t.top << Tree::group("Images", true, {t.single("PNG image", ".png .PNG"), t.single("JPEG image", ".jpg .jpeg")})
+          << t.single("Anything", "") << t.single("Web page", ".htm .html");
     const QStringList entries = CFileHandler::filtersToString(t.top).split(QStringLiteral(";;"));
-    ASSERT_EQ(entries.size(), 5);
     const std::vector<QStringList> patterns = {
         {"*.png", "*.PNG", "*.jpg", "*.jpeg"}, {"*.png", "*.PNG"}, {"*.jpg", "*.jpeg"}, {"*"}, {"*.htm", "*.html"}};
+    ASSERT_EQ(entries.size(), int(patterns.size()));
 
     QFileDialog dialog;
     dialog.setOption(QFileDialog::DontUseNativeDialog);
@@ -160,12 +121,8 @@ TEST(CFileHandler, QFileDialogReadsTheSamePatterns)
         dialog.selectNameFilter(entries[i]);
         EXPECT_EQ(dialog.selectedNameFilter(), entries[i]);
         EXPECT_EQ(model->nameFilters(), patterns[i]) << entries[i].toStdString();
-        // ... and the entry the dialog hands back leads to the right handler.
-        CFileHandler *found = CFileHandler::getHandlerForFilter(t.top, dialog.selectedNameFilter());
-        if (patterns[i].size() == 1)
-            EXPECT_NE(found, nullptr) << entries[i].toStdString();
-        else
-            EXPECT_EQ(found, nullptr) << entries[i].toStdString();
+        // ... and the entry the dialog hands back leads to a handler if it has one pattern.
+        EXPECT_EQ(CFileHandler::getHandlerForFilter(t.top, dialog.selectedNameFilter()) != nullptr, patterns[i].size() == 1);
     }
 }
 #endif
@@ -173,158 +130,73 @@ TEST(CFileHandler, QFileDialogReadsTheSamePatterns)
 TEST(CFileHandler, LookupsIgnoreCaseAndTakeTheFirstClaim)
 {
     Tree t;
-    CFileHandlerSingle *png = t.single("PNG image", ".png");
-    CFileHandlerSingle *jpgA = t.single("JPEG A", ".jpg");
-    CFileHandlerSingle *jpgB = t.single("JPEG B", ".JPG");
-    CFileHandlerSingle *gz = t.single("Gzip", ".gz");
-    CFileHandlerSingle *dot = t.single("Dot", ".");
-    CFileHandlerSingle *blank = t.single("Blank", ".x  .y");
-    auto *group = new CFileHandlerGroup(QStringLiteral("Images"), CFileHandler::eListGroupOnly, nullptr);
-    group->addHandler(png);
-    group->addHandler(jpgA);
-    group->addHandler(nullptr); // refused by nobody, skipped by every walk
-    t.top << group << jpgB << gz << dot << blank;
-
-    struct SuffixCase
-    {
-        const char *suffix;
-        CFileHandler *expected;
-    };
-    const SuffixCase suffixes[] = {
-        {".PNG", png}, {".png", png}, {"png", nullptr}, {".jpg", jpgA}, {".Jpg", jpgA}, {".", dot}, {"", blank}, {".bmp", nullptr},
-    };
-    for (const SuffixCase &c : suffixes)
-        EXPECT_EQ(CFileHandler::getHandlerForSuffix(t.top, QString::fromUtf8(c.suffix)), c.expected) << c.suffix;
+    CFileHandlerSingle *png = t.single("PNG image", ".png"), *jpgA = t.single("JPEG A", ".jpg"),
+                       *jpgB = t.single("JPEG B", ".JPG"), *gz = t.single("Gzip", ".gz"), *dot = t.single("Dot", "."),
+                       *blank = t.single("Blank", ".x  .y"), *any = t.single("Anything", "");
+    // A null member is refused by nobody and skipped by every walk.
+    CFileHandlerGroup *group = Tree::group("Images", false, {png, jpgA, nullptr});
+    t.top << group << jpgB << gz << dot << blank << any;
     EXPECT_EQ(group->handlesSuffix(QStringLiteral(".JPG")), jpgA);
-    EXPECT_EQ(jpgB->handlesSuffix(QStringLiteral(".jpg")), jpgB);
 
-    struct NameCase
-    {
-        const char *name;
-        CFileHandler *expected;
-    };
-    const NameCase names[] = {{"png IMAGE", png}, {"JPEG b", jpgB}, {"Images", nullptr}, {"PNG", nullptr}};
-    for (const NameCase &c : names)
-        EXPECT_EQ(CFileHandler::getHandlerByName(t.top, QString::fromUtf8(c.name)), c.expected) << c.name;
-
-    CapturedLog log("INFO");
-    struct FileCase
-    {
-        const char *file;
-        CFileHandler *expected;
-    };
-    const FileCase files[] = {
-        {"archive.tar.gz", gz}, {"/tmp/photo.PNG", png}, {"file.", dot}, {"C:/a.b/readme", nullptr}, {"x.jpg", jpgA},
-    };
-    for (const FileCase &c : files)
-        EXPECT_EQ(CFileHandler::getHandlerForFile(t.top, QString::fromUtf8(c.file)), c.expected) << c.file;
-    EXPECT_TRUE(log.warnings().empty());
-
-    EXPECT_EQ(CFileHandler::getHandlerForFile(t.top, QStringLiteral("README")), nullptr);
-    const auto warnings = log.warnings();
-    ASSERT_EQ(warnings.size(), 1u);
-    EXPECT_THAT(warnings[0], EndsWith("\tCannot identify file extension from: README"));
-}
-
-TEST(CFileHandler, FilterLookupWantsExactlyOnePattern)
-{
-    Tree t;
-    CFileHandlerSingle *png = t.single("PNG image", ".png");
-    CFileHandlerSingle *any = t.single("Anything", "");
-    t.top << png << any;
-
-    struct Case
-    {
-        const char *filter;
-        CFileHandler *expected;
-        int warnedCount; // 0: no warning
-    };
-    const Case cases[] = {
-        {"PNG image (*.png)", png, 0},
-        {"(*.png)", png, 0},
-        {"*.PNG", png, 0},                       // no parentheses: the whole text
-        {"Odd (name) (*.png)", png, 0},          // the last pair counts
-        {"Anything (*)", any, 0},                // nothing left but one empty pattern
-        {"Images (*.png *.jpg)", nullptr, 2},
-        {"Spaced ( *.png )", nullptr, 3},        // leading and trailing runs split too
-        {"Other (*.bmp)", nullptr, 0},
+    enum By { Suffix, Name, File, Filter };
+    CFileHandler *(*const lookups[])(const QVector<CFileHandler *> &, const QString &) = {
+        &CFileHandler::getHandlerForSuffix, &CFileHandler::getHandlerByName, &CFileHandler::getHandlerForFile,
+        &CFileHandler::getHandlerForFilter};
+    struct Case { By by; const char *text; CFileHandler *expected; int warned; } const cases[] = {
+        {Suffix, ".PNG", png}, {Suffix, ".png", png}, {Suffix, "png", nullptr}, {Suffix, ".jpg", jpgA},
+        {Suffix, ".Jpg", jpgA}, {Suffix, ".", dot}, {Suffix, "", blank}, {Suffix, ".bmp", nullptr},
+        {Name, "png IMAGE", png}, {Name, "JPEG b", jpgB}, {Name, "Images", nullptr}, {Name, "PNG", nullptr},
+        {File, "archive.tar.gz", gz}, {File, "/tmp/photo.PNG", png}, {File, "file.", dot},
+        {File, "C:/a.b/readme", nullptr}, {File, "x.jpg", jpgA}, {File, "README", nullptr, 1},
+        // A filter needs exactly one pattern, inside the last pair of parentheses if any.
+        {Filter, "PNG image (*.png)", png}, {Filter, "(*.png)", png}, {Filter, "*.PNG", png},
+        {Filter, "Odd (name) (*.png)", png}, {Filter, "Anything (*)", blank}, // the first empty suffix
+        {Filter, "Other (*.bmp)", nullptr}, {Filter, "Images (*.png *.jpg)", nullptr, 2},
+        {Filter, "Spaced ( *.png )", nullptr, 3}, // leading and trailing runs split too
     };
     for (const Case &c : cases) {
         CapturedLog log("INFO");
-        EXPECT_EQ(CFileHandler::getHandlerForFilter(t.top, QString::fromUtf8(c.filter)), c.expected) << c.filter;
-        const auto warnings = log.warnings();
-        if (c.warnedCount == 0) {
-            EXPECT_TRUE(warnings.empty()) << c.filter;
-        } else {
-            ASSERT_EQ(warnings.size(), 1u) << c.filter;
-            EXPECT_THAT(warnings[0], EndsWith("\tMore than one filter present. There are actually: " + std::to_string(c.warnedCount)));
-        }
+        const QString text = QString::fromUtf8(c.text);
+        EXPECT_EQ(lookups[c.by](t.top, text), c.expected) << c.text;
+        const std::string warning = c.by == File ? "\tCannot identify file extension from: " + std::string(c.text)
+                                                 : "\tMore than one filter present. There are actually: " + std::to_string(c.warned);
+        EXPECT_EQ(log.warnings().size(), c.warned ? 1u : 0u) << c.text;
+        EXPECT_THAT(log.warnings(), ::testing::Each(EndsWith(warning))) << c.text;
     }
 }
 
-TEST(CFileHandler, ExecDispatchesToTheSuffixHandler)
+TEST(CFileHandler, ExecDispatchesToTheSuffixHandlerAndGroupsInReverse)
 {
     Tree t;
-    t.top << t.single("PNG image", ".png", true) << t.single("Text", ".txt", false);
-    EXPECT_TRUE(CFileHandler::exec(t.top, QStringLiteral("/data/a.PNG")));
-    EXPECT_FALSE(CFileHandler::exec(t.top, QStringLiteral("/data/b.txt")));
-    EXPECT_FALSE(CFileHandler::exec(t.top, QStringLiteral("/data/c.bmp")));
-    {
-        CapturedLog quiet("INFO");
-        EXPECT_FALSE(CFileHandler::exec(t.top, QStringLiteral("/data/README")));
-    }
-    EXPECT_EQ(t.journal->calls, QStringList({"PNG image:/data/a.PNG", "Text:/data/b.txt"}));
-    CFileHandlerSingle withoutAction(QStringLiteral("Bare"), QStringLiteral(".bare"), nullptr, nullptr);
-    EXPECT_FALSE(withoutAction.exec(QStringLiteral("x.bare")));
-}
-
-TEST(CFileHandlerGroup, ExecPicksTheFirstMemberThatDoesNotClaimTheSuffix)
-{
-    Tree t;
-    struct Case
-    {
-        const char *path;
-        bool result;
-        const char *call; // nullptr: nothing runs
-    };
-    auto *group = new CFileHandlerGroup(QStringLiteral("G"), CFileHandler::eListGroupAndMembers, nullptr);
-    group->addHandler(t.single("A", ".a", true));
-    group->addHandler(t.single("B", ".b", false));
-    t.top << group;
-    const Case cases[] = {
-        {"x.a", false, "B:x.a"}, // A claims .a, so B (which does not) runs
-        {"x.b", true, "A:x.b"},  // A does not claim .b
-        {"x.c", true, "A:x.c"},
-        {"noext", false, nullptr},
+    CFileHandlerGroup *group = Tree::group("G", true, {t.single("A", ".a", true), t.single("B", ".b", false)});
+    CFileHandlerGroup *both = Tree::group("Both", false, {t.single("First", ".z", true), t.single("Last", ".Z", false)});
+    t.top << t.single("PNG image", ".png", true) << t.single("Text", ".txt", false) << group << both;
+    // A group runs the first member that does not claim the suffix; when all claim
+    // it, the last one.
+    struct Case { CFileHandler *handler; const char *path; bool result; const char *call; } const cases[] = {
+        {nullptr, "/data/a.PNG", true, "PNG image:/data/a.PNG"}, {nullptr, "/data/b.txt", false, "Text:/data/b.txt"},
+        {nullptr, "/data/c.bmp", false, nullptr},   {nullptr, "/data/README", false, nullptr},
+        {group, "x.a", false, "B:x.a"}, // A claims .a, so B (which does not) runs
+        {group, "x.b", true, "A:x.b"},  // A does not claim .b
+        {group, "x.c", true, "A:x.c"},  {group, "noext", false, nullptr}, {both, "y.z", false, "Last:y.z"},
     };
     for (const Case &c : cases) {
+        CapturedLog quiet("INFO");
         t.journal->calls.clear();
-        EXPECT_EQ(group->exec(QString::fromUtf8(c.path)), c.result) << c.path;
+        const QString path = QString::fromUtf8(c.path);
+        EXPECT_EQ(c.handler ? c.handler->exec(path) : CFileHandler::exec(t.top, path), c.result) << c.path;
         EXPECT_EQ(t.journal->calls, c.call ? QStringList{QString::fromUtf8(c.call)} : QStringList()) << c.path;
     }
-
-    auto *both = new CFileHandlerGroup(QStringLiteral("Both"), CFileHandler::eListGroupOnly, nullptr);
-    both->addHandler(t.single("First", ".z", true));
-    both->addHandler(t.single("Last", ".Z", false));
-    t.top << both;
-    t.journal->calls.clear();
-    EXPECT_FALSE(both->exec(QStringLiteral("y.z"))); // all claim it: the last answer runs
-    EXPECT_EQ(t.journal->calls, QStringList{QStringLiteral("Last:y.z")});
-
-    CFileHandlerGroup empty(QStringLiteral("Empty"), CFileHandler::eListGroupOnly, nullptr);
-    EXPECT_FALSE(empty.exec(QStringLiteral("y.z")));
+    EXPECT_FALSE(CFileHandlerSingle(QStringLiteral("Bare"), QStringLiteral(".bare"), nullptr, nullptr).exec(QStringLiteral("x.bare")));
+    EXPECT_FALSE(CFileHandlerGroup(QStringLiteral("Empty"), CFileHandler::eListGroupOnly, nullptr).exec(QStringLiteral("y.z")));
 }
 
 TEST(CFileHandler, DestroyDeletesTheWholeTreeAndCopiesAreShallow)
 {
     Tree t;
-    auto *group = new CFileHandlerGroup(QStringLiteral("G"), CFileHandler::eListGroupAndMembers, nullptr);
-    group->addHandler(t.single("A", ".a"));
-    auto *inner = new CFileHandlerGroup(QStringLiteral("Inner"), CFileHandler::eListGroupAndMembers, nullptr);
-    inner->addHandler(t.single("B", ".b"));
-    group->addHandler(inner);
+    CFileHandlerGroup *group =
+        Tree::group("G", true, {t.single("A", ".a"), Tree::group("Inner", true, {t.single("B", ".b")})});
     t.top << group << nullptr << t.single("C", ".c") << new CFileHandlerSingle(QStringLiteral("NoAction"), QStringLiteral(".n"), nullptr, nullptr);
-
     {
         // A copy shares the member pointers: it finds and runs the same handlers.
         // Only one of the two may be destroyed with its members, so the copy is
@@ -337,34 +209,13 @@ TEST(CFileHandler, DestroyDeletesTheWholeTreeAndCopiesAreShallow)
     }
     {
         // Likewise a copy of a single handler runs the same action object.
-        const auto *c = static_cast<CFileHandlerSingle *>(t.top[2]);
-        CFileHandlerSingle copy(*c);
+        CFileHandlerSingle copy(*static_cast<CFileHandlerSingle *>(t.top[2]));
         EXPECT_TRUE(copy.exec(QStringLiteral("copy.c")));
         EXPECT_EQ(t.journal->calls, QStringList{QStringLiteral("C:copy.c")});
         EXPECT_EQ(copy.getFilter(), QStringLiteral("C (*.c)"));
         copy = CFileHandlerSingle(QStringLiteral("X"), QStringLiteral(".x"), nullptr, nullptr); // drops the shared action
     }
     EXPECT_EQ(t.journal->destroyed, 0);
-
     CFileHandler::destroy(t.top);
-    EXPECT_TRUE(t.top.isEmpty());
-    EXPECT_EQ(t.journal->destroyed, 3); // A, B and C; NoAction had none
-}
-
-TEST(CFileHandler, TracesArgumentsAndResults)
-{
-    Tree t;
-    t.top << t.single("PNG", ".png");
-    CapturedLog log("TRACE");
-    CFileHandler::getHandlerForSuffix(t.top, QStringLiteral(".png"));
-    CFileHandler::filtersToString(t.top);
-    const auto lines = log.traceLines();
-    ASSERT_GE(lines.size(), 4u);
-    EXPECT_THAT(lines[0], EndsWith("\tEnterCFileHandler::getHandlerForSuffix(.png)"));
-    EXPECT_THAT(lines[0], ::testing::StartsWith(".\\filehandler.cpp\t"));
-    EXPECT_THAT(lines[1], EndsWith("\tEnterCFileHandlerSingle::handlesSuffix(.png)"));
-    EXPECT_THAT(lines[2], EndsWith("\tExitCFileHandlerSingle::handlesSuffix"));
-    EXPECT_THAT(lines[3], EndsWith("\tExitCFileHandler::getHandlerForSuffix"));
-    EXPECT_THAT(lines.back(), HasSubstr("\tExitCFileHandler::filtersToString(PNG"));
-    EXPECT_TRUE(log.warnings().empty());
+    EXPECT_TRUE(t.top.isEmpty() && t.journal->destroyed == 3); // A, B and C; NoAction had none
 }

@@ -15,12 +15,14 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <csignal>
+#include <initializer_list>
 #include <memory>
 #include <ostream>
 #include <string>
+#include <utility>
 
 #include <dirent.h>
 #include <sys/resource.h>
@@ -50,6 +52,15 @@ inline bool writeFile(const QString &path, const QByteArray &data)
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
         return false;
     return file.write(data) == data.size();
+}
+
+// Writes each relative name with its contents below base.
+inline bool writeFiles(const QString &base, std::initializer_list<std::pair<const char *, QByteArray>> files)
+{
+    for (const auto &file : files)
+        if (!writeFile(base + QLatin1Char('/') + QString::fromUtf8(file.first), file.second))
+            return false;
+    return true;
 }
 
 // The contents of path, or "<missing>" when it cannot be read.

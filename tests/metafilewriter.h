@@ -1,16 +1,19 @@
 #ifndef UTILITY_TESTS_METAFILEWRITER_H
 #define UTILITY_TESTS_METAFILEWRITER_H
 
-// Writes small enhanced and Windows metafiles for the imaging tests, record by
-// record, so that sizes, colours and corruptions are known exactly.
+// Writes small enhanced and Windows metafiles (and PNG headers) for the imaging
+// tests, record by record, so that sizes, colours and corruptions are known exactly.
 
 #include <QByteArray>
 #include <QFile>
+#include <QRect>
 #include <QString>
 #include <QtEndian>
 
 #include <cstdint>
 #include <initializer_list>
+
+#include <zlib.h>
 
 namespace testsupport {
 
@@ -64,6 +67,15 @@ public:
     void rectangle(qint32 l, qint32 t, qint32 r, qint32 b)
     {
         record(43, ByteWriter().i32(l).i32(t).i32(r).i32(b).data());
+    }
+    // A rectangle (device pixels) filled in the colour given, without a pen.
+    void solidRectangle(qint32 l, qint32 t, qint32 r, qint32 b, quint32 colour)
+    {
+        solidBrush(1, colour);
+        select(1);
+        nullPen(2);
+        select(2);
+        rectangle(l, t, r, b);
     }
     // An EMR_COMMENT with an EMF+ header record (as GDI+ writes first).
     void emfPlusHeader()
@@ -173,6 +185,45 @@ private:
     ByteWriter m_records;
     quint32 m_largest = 3;
 };
+
+// A window of width x height logical units (MM_ANISOTROPIC) with a solid rectangle
+// in the colour given, no pen, under a transparent background mode (which a solid
+// brush ignores). Without the window a player takes it from a placeable header.
+inline WmfWriter rectangleWmf(qint16 width, qint16 height, const QRect &rect, quint32 colour, bool window = true)
+{
+    WmfWriter wmf;
+    if (window) {
+        wmf.windowOrg(0, 0);
+        wmf.windowExt(width, height);
+        wmf.mapMode(8);
+    }
+    wmf.backgroundMode(1);
+    wmf.solidBrush(colour);
+    wmf.select(0);
+    wmf.nullPen();
+    wmf.select(1);
+    wmf.rectangle(qint16(rect.left()), qint16(rect.top()), qint16(rect.right() + 1), qint16(rect.bottom() + 1));
+    return wmf;
+}
+
+// A PNG that declares width x height but holds almost no pixel data: enough for
+// QImageReader::size(), which is all a loader may look at before refusing.
+inline QByteArray pngHeaderOnly(quint32 width, quint32 height)
+{
+    const auto chunk = [](const QByteArray &typed) { // type and data
+        QByteArray out(4, '\0');
+        qToBigEndian(quint32(typed.size() - 4), out.data());
+        out += typed + QByteArray(4, '\0');
+        const auto crc = crc32(0, reinterpret_cast<const Bytef *>(typed.constData()), uInt(typed.size()));
+        qToBigEndian(quint32(crc), out.data() + out.size() - 4);
+        return out;
+    };
+    QByteArray size(8, '\0');
+    qToBigEndian(width, size.data());
+    qToBigEndian(height, size.data() + 4);
+    return QByteArray("\x89PNG\r\n\x1a\n", 8) + chunk("IHDR" + size + QByteArray("\x08\x06\0\0\0", 5)) // 8-bit RGBA
+        + chunk(QByteArray("IDAT\x78\x9c\x03\0\0\0\0\x01", 12)) + chunk("IEND");
+}
 
 inline bool writeFile(const QString &path, const QByteArray &bytes)
 {

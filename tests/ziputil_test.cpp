@@ -2,83 +2,57 @@
 // UnZipUtil accept and refuse, interoperability with Info-ZIP and Python in both
 // directions, real archives made by other tools, and hostile archives (zip-slip,
 // planted links, headers that lie about sizes).
+#include "bytes.h"
+#include "filetree.h"
 #include "testsupport.h"
 
 #include <utility/ziputil.h>
 
 #include <QCryptographicHash>
 #include <QDateTime>
-#include <QDir>
 #include <QDirIterator>
-#include <QFile>
-#include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
-#include <QtEndian>
 
 #include <gmock/gmock.h>
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <random>
 
+using bytes::put;
+using filetree::readFile;
 using testsupport::CapturedLog;
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::UnorderedElementsAre;
-using ::testing::UnorderedElementsAreArray;
 
 namespace {
-
-QString u(const char *utf8)
-{
-    return QString::fromUtf8(utf8);
-}
 
 QByteArray randomBytes(int size, unsigned seed)
 {
     std::mt19937 generator(seed);
-    QByteArray bytes(size, Qt::Uninitialized);
-    for (char &c : bytes)
-        c = static_cast<char>(generator() & 0xFF);
-    return bytes;
+    QByteArray data(size, Qt::Uninitialized);
+    std::generate(data.begin(), data.end(), [&generator] { return char(generator() & 0xFF); });
+    return data;
 }
 
-void writeFile(const QString &path, const QByteArray &bytes, const QDateTime &modified = QDateTime())
+void writeFile(const QString &path, const QByteArray &data, const QDateTime &modified = QDateTime())
 {
-    QDir().mkpath(QFileInfo(path).absolutePath());
+    ASSERT_TRUE(filetree::writeFile(path, data)) << path.toStdString();
     QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly)) << path.toStdString();
-    ASSERT_EQ(file.write(bytes), bytes.size());
-    if (modified.isValid()) {
-        file.flush();
-        ASSERT_TRUE(file.setFileTime(modified, QFileDevice::FileModificationTime));
-    }
-}
-
-QByteArray readFile(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    ASSERT_TRUE(!modified.isValid() || (file.open(QIODevice::Append) && file.setFileTime(modified, QFileDevice::FileModificationTime)));
 }
 
 // Every file and directory below root, relative, sorted; directories end in "/".
 QStringList tree(const QString &root)
 {
     QStringList paths;
-    QDirIterator it(root, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
-                    QDirIterator::Subdirectories);
+    QDirIterator it(root, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
     while (it.hasNext()) {
-        it.next();
-        const QFileInfo info = it.fileInfo();
-        QString relative = QDir(root).relativeFilePath(info.filePath());
-        if (info.isDir() && !info.isSymLink())
-            relative += QLatin1Char('/');
-        paths << relative;
+        const QFileInfo info(it.next());
+        paths << QDir(root).relativeFilePath(info.filePath()) + (info.isDir() && !info.isSymLink() ? "/" : "");
     }
     paths.sort();
     return paths;
@@ -89,32 +63,31 @@ QString canonical(const QString &path)
     return QFileInfo(path).canonicalFilePath();
 }
 
-// ---- outside tools ----
-
-struct ToolRun
+QString zipSample(const char *name)
 {
-    int exitCode = -1;
-    QByteArray output;
-};
+    return testsupport::sharedPath(QStringLiteral("testdata/zip/") + name);
+}
+
+// ---- outside tools ----
 
 QString tool(const char *name)
 {
-    return QStandardPaths::findExecutable(QString::fromLatin1(name));
+    return QStandardPaths::findExecutable(name);
 }
 
-ToolRun run(const QString &program, const QStringList &arguments, const QString &workingDirectory = QString())
+// Exit code (-1 when it did not run to its end) and merged output.
+std::pair<int, QByteArray> run(const QString &program, const QStringList &arguments, const QString &workingDirectory = {},
+                               const QByteArray &input = {})
 {
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
-    if (!workingDirectory.isEmpty())
-        process.setWorkingDirectory(workingDirectory);
+    process.setWorkingDirectory(workingDirectory);
     process.start(program, arguments);
-    ToolRun result;
-    if (!process.waitForStarted() || !process.waitForFinished(600000))
-        return result;
-    result.output = process.readAll();
-    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    return result;
+    process.write(input);
+    process.closeWriteChannel();
+    if (!process.waitForStarted() || !process.waitForFinished(600000) || process.exitStatus() != QProcess::NormalExit)
+        return {-1, process.readAll()};
+    return {process.exitCode(), process.readAll()};
 }
 
 #define REQUIRE_TOOL(name)                                                                  \
@@ -123,124 +96,50 @@ ToolRun run(const QString &program, const QStringList &arguments, const QString 
             GTEST_SKIP() << name << " is not installed (scripts/install-deps installs it)"; \
     } while (false)
 
-// What Python's zipfile sees in an archive: per entry the raw name bytes (hex),
-// DOS time fields, flag bits, method, size and the SHA-256 of the data it reads.
-const char *const kPythonList = R"PY(
-import hashlib, json, sys, zipfile
-out = []
-with zipfile.ZipFile(sys.argv[1]) as z:
-    for i in z.infolist():
-        raw = i.filename.encode('utf-8' if i.flag_bits & 0x800 else 'cp437')
-        data = z.read(i)
-        out.append({'name': raw.hex(), 'time': list(i.date_time), 'flags': i.flag_bits,
-                    'method': i.compress_type, 'size': i.file_size,
-                    'sha': hashlib.sha256(data).hexdigest()})
-print(json.dumps(out))
-)PY";
-
-QJsonArray pythonList(const QString &zip)
-{
-    const ToolRun result = run(tool("python3"), {QStringLiteral("-c"), QString::fromLatin1(kPythonList), zip});
-    EXPECT_EQ(result.exitCode, 0) << result.output.toStdString();
-    return QJsonDocument::fromJson(result.output).array();
-}
-
-QString sha256(const QByteArray &bytes)
-{
-    return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
-}
-
 // ---- a hand-made archive writer, for headers no honest tool writes ----
 
 struct HandEntry
 {
     QByteArray name;
-    QByteArray data;             // the bytes the entry really holds
+    QByteArray data;          // the bytes the entry really holds
     bool deflate = true;
-    qint64 declaredSize = -1;    // uncompressed size written into both headers; -1: the real one
-    qint64 declaredCrc = -1;     // -1: the real CRC
+    qint64 declaredSize = -1; // uncompressed size written into both headers; -1: the real one
+    qint64 declaredCrc = -1;  // -1: the real CRC
     quint16 flags = 0;
 };
 
+// A zlib stream without its two-byte header and Adler-32 trailer is raw deflate.
 QByteArray rawDeflate(const QByteArray &data)
 {
-    z_stream stream{};
-    deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, -MAX_WBITS, 8, Z_DEFAULT_STRATEGY);
-    QByteArray out(static_cast<int>(deflateBound(&stream, static_cast<uLong>(data.size()))), Qt::Uninitialized);
-    stream.next_in = reinterpret_cast<Bytef *>(const_cast<char *>(data.constData()));
-    stream.avail_in = static_cast<uInt>(data.size());
-    stream.next_out = reinterpret_cast<Bytef *>(out.data());
-    stream.avail_out = static_cast<uInt>(out.size());
-    deflate(&stream, Z_FINISH);
-    out.resize(static_cast<int>(stream.total_out));
-    deflateEnd(&stream);
-    return out;
+    uLongf size = compressBound(uLong(data.size()));
+    QByteArray out(int(size), Qt::Uninitialized);
+    compress(reinterpret_cast<Bytef *>(out.data()), &size, reinterpret_cast<const Bytef *>(data.constData()), uLong(data.size()));
+    return out.mid(2, int(size) - 6);
 }
 
-template<typename T>
-void put(QByteArray &out, T value)
-{
-    char bytes[sizeof(T)];
-    qToLittleEndian(value, bytes);
-    out.append(bytes, sizeof(T));
-}
+// 2021-06-15 13:45:36 in DOS form.
+constexpr quint32 kDosTime = (41u << 25) | (6u << 21) | (15u << 16) | (13u << 11) | (45u << 5) | 18u;
 
 QByteArray buildZip(const std::vector<HandEntry> &entries)
 {
-    QByteArray archive;
-    QByteArray directory;
+    QByteArray archive, directory;
     for (const HandEntry &e : entries) {
         const QByteArray payload = e.deflate ? rawDeflate(e.data) : e.data;
-        const quint32 crc = e.declaredCrc >= 0
-            ? static_cast<quint32>(e.declaredCrc)
-            : static_cast<quint32>(crc32(0, reinterpret_cast<const Bytef *>(e.data.constData()),
-                                         static_cast<uInt>(e.data.size())));
-        const auto size = static_cast<quint32>(e.declaredSize >= 0 ? e.declaredSize : e.data.size());
-        const auto offset = static_cast<quint32>(archive.size());
-        const quint16 method = e.deflate ? 8 : 0;
-        const quint32 dosTime = (41u << 25) | (6u << 21) | (15u << 16) | (13u << 11) | (45u << 5) | 18u;
-        put<quint32>(archive, 0x04034b50);
-        put<quint16>(archive, 20);
-        put<quint16>(archive, e.flags);
-        put<quint16>(archive, method);
-        put<quint32>(archive, dosTime);
-        put<quint32>(archive, crc);
-        put<quint32>(archive, static_cast<quint32>(payload.size()));
-        put<quint32>(archive, size);
-        put<quint16>(archive, static_cast<quint16>(e.name.size()));
-        put<quint16>(archive, 0);
-        archive += e.name;
-        archive += payload;
-
-        put<quint32>(directory, 0x02014b50);
-        put<quint16>(directory, 20);
-        put<quint16>(directory, 20);
-        put<quint16>(directory, e.flags);
-        put<quint16>(directory, method);
-        put<quint32>(directory, dosTime);
-        put<quint32>(directory, crc);
-        put<quint32>(directory, static_cast<quint32>(payload.size()));
-        put<quint32>(directory, size);
-        put<quint16>(directory, static_cast<quint16>(e.name.size()));
-        put<quint16>(directory, 0);
-        put<quint16>(directory, 0);
-        put<quint16>(directory, 0);
-        put<quint16>(directory, 0);
-        put<quint32>(directory, 0);
-        put<quint32>(directory, offset);
+        const auto crc = quint32(e.declaredCrc >= 0 ? e.declaredCrc
+                                                    : crc32(0, reinterpret_cast<const Bytef *>(e.data.constData()), uInt(e.data.size())));
+        const auto size = quint32(e.declaredSize >= 0 ? e.declaredSize : e.data.size());
+        const auto offset = quint32(archive.size()), packed = quint32(payload.size());
+        const quint16 method = e.deflate ? 8 : 0, nameLength = quint16(e.name.size());
+        put(archive, quint32(0x04034b50), quint16(20), e.flags, method, kDosTime, crc, packed, size, nameLength, quint16(0));
+        archive += e.name + payload;
+        put(directory, quint32(0x02014b50), quint16(20), quint16(20), e.flags, method, kDosTime, crc, packed, size,
+            nameLength, quint16(0), quint16(0), quint16(0), quint16(0), quint32(0), offset);
         directory += e.name;
     }
-    const auto directoryOffset = static_cast<quint32>(archive.size());
-    archive += directory;
-    put<quint32>(archive, 0x06054b50);
-    put<quint16>(archive, 0);
-    put<quint16>(archive, 0);
-    put<quint16>(archive, static_cast<quint16>(entries.size()));
-    put<quint16>(archive, static_cast<quint16>(entries.size()));
-    put<quint32>(archive, static_cast<quint32>(directory.size()));
-    put<quint32>(archive, directoryOffset);
-    put<quint16>(archive, 0);
-    return archive;
+    const auto count = quint16(entries.size());
+    put(directory, quint32(0x06054b50), quint16(0), quint16(0), count, count, quint32(directory.size()),
+        quint32(archive.size()), quint16(0));
+    return archive + directory;
 }
 
 QString writeZip(const QString &path, const std::vector<HandEntry> &entries)
@@ -254,38 +153,21 @@ QString writeZip(const QString &path, const std::vector<HandEntry> &entries)
 struct CentralRecord
 {
     QByteArray name;
-    quint16 flags = 0;
-    quint16 method = 0;
-    quint32 dosTime = 0;
-    quint16 extraLength = 0;
-    quint16 commentLength = 0;
-    quint16 internalAttributes = 0;
-    quint32 externalAttributes = 0;
+    quint16 flags, method, extraLength, commentLength, internalAttributes;
+    quint32 dosTime, externalAttributes;
 };
 
 std::vector<CentralRecord> centralDirectory(const QString &zip)
 {
-    const QByteArray bytes = readFile(zip);
+    const QByteArray data = readFile(zip);
     std::vector<CentralRecord> records;
-    const int end = bytes.lastIndexOf(QByteArray("PK\x05\x06", 4));
-    if (end < 0)
-        return records;
-    const auto *p = reinterpret_cast<const uchar *>(bytes.constData());
-    const quint16 count = qFromLittleEndian<quint16>(p + end + 10);
-    quint32 at = qFromLittleEndian<quint32>(p + end + 16);
-    for (quint16 i = 0; i < count; ++i) {
-        CentralRecord r;
-        r.flags = qFromLittleEndian<quint16>(p + at + 8);
-        r.method = qFromLittleEndian<quint16>(p + at + 10);
-        r.dosTime = qFromLittleEndian<quint32>(p + at + 12);
-        const quint16 nameLength = qFromLittleEndian<quint16>(p + at + 28);
-        r.extraLength = qFromLittleEndian<quint16>(p + at + 30);
-        r.commentLength = qFromLittleEndian<quint16>(p + at + 32);
-        r.internalAttributes = qFromLittleEndian<quint16>(p + at + 36);
-        r.externalAttributes = qFromLittleEndian<quint32>(p + at + 38);
-        r.name = bytes.mid(static_cast<int>(at) + 46, nameLength);
-        records.push_back(r);
-        at += 46u + nameLength + r.extraLength + r.commentLength;
+    const int end = data.lastIndexOf(QByteArray("PK\x05\x06", 4));
+    const auto u16 = [&data](qint64 at) { return qFromLittleEndian<quint16>(data.constData() + at); };
+    const auto u32 = [&data](qint64 at) { return qFromLittleEndian<quint32>(data.constData() + at); };
+    for (qint64 i = 0, at = end < 0 ? 0 : u32(end + 16); end >= 0 && i < u16(end + 10); ++i) {
+        records.push_back({data.mid(int(at) + 46, u16(at + 28)), u16(at + 8), u16(at + 10), u16(at + 30), u16(at + 32),
+                           u16(at + 36), u32(at + 12), u32(at + 38)});
+        at += 46 + records.back().name.size() + records.back().extraLength + records.back().commentLength;
     }
     return records;
 }
@@ -298,26 +180,26 @@ std::vector<QByteArray> names(const std::vector<CentralRecord> &records)
     return result;
 }
 
-// A source tree with the things compress must leave out.
+const QString kUnicodeName = QString::fromUtf8("Grüße/ñandú €.txt");
+
+// A source tree with the things compress must leave out: hidden files, empty
+// directories, links.
 struct SourceTree
 {
     QTemporaryDir temp;
-    QString root;
+    QString root = canonical(temp.path()) + "/src", zip = temp.path() + "/out.zip";
     QDateTime modified = QDateTime(QDate(2021, 6, 15), QTime(13, 45, 37));
 
     SourceTree()
     {
-        root = canonical(temp.path()) + QStringLiteral("/src");
-        writeFile(root + QStringLiteral("/top.txt"), "top level\n", modified);
-        writeFile(root + QStringLiteral("/sub/inner.bin"), randomBytes(100000, 1), modified);
-        writeFile(root + QStringLiteral("/sub/deeper/leaf.txt"), QByteArray(5000, 'x'), modified);
-        writeFile(root + u("/Grüße/ñandú €.txt"), "non-ASCII\n", modified);
-        writeFile(root + QStringLiteral("/empty.dat"), QByteArray(), modified);
-        writeFile(root + QStringLiteral("/.hidden"), "hidden\n", modified);
-        writeFile(root + QStringLiteral("/sub/.hidden-too"), "hidden\n", modified);
-        QDir().mkpath(root + QStringLiteral("/empty-dir"));
-        QFile::link(root + QStringLiteral("/top.txt"), root + QStringLiteral("/link-to-top"));
-        QFile::link(root + QStringLiteral("/sub"), root + QStringLiteral("/link-to-sub"));
+        const std::pair<QString, QByteArray> files[] = {
+            {"top.txt", "top level\n"}, {"sub/inner.bin", randomBytes(100000, 1)}, {"sub/deeper/leaf.txt", QByteArray(5000, 'x')},
+            {kUnicodeName, "non-ASCII\n"}, {"empty.dat", {}}, {".hidden", "hidden\n"}, {"sub/.hidden-too", "hidden\n"}};
+        for (const auto &file : files)
+            writeFile(root + '/' + file.first, file.second, modified);
+        QDir().mkpath(root + "/empty-dir");
+        QFile::link(root + "/top.txt", root + "/link-to-top");
+        QFile::link(root + "/sub", root + "/link-to-sub");
     }
 };
 
@@ -325,816 +207,476 @@ struct SourceTree
 
 // ===================================================================== compress
 
-TEST(ZipUtilCompress, StoresFilesByRelativeUtf8NameWithoutTheFlag)
+// Files only (no hidden ones, links or directories), by relative UTF-8 name
+// without the UTF-8 flag, deflated even when empty, sizes in the local header,
+// no extras, comments or attributes, DOS time in two-second steps; a
+// directory's files before its subdirectories. Info-ZIP tests the archive and
+// Python reads the same names, bytes and times; decompress gives the tree back.
+TEST(ZipUtilCompress, WritesPlainArchivesThatOthersRead)
 {
     SourceTree src;
-    const QString zip = src.temp.path() + QStringLiteral("/out.zip");
-    ASSERT_TRUE(ZipUtil::compress(zip, src.root, true));
-
-    const auto records = centralDirectory(zip);
-    EXPECT_THAT(names(records), UnorderedElementsAre(QByteArray("top.txt"), QByteArray("sub/inner.bin"),
-                                                     QByteArray("sub/deeper/leaf.txt"),
-                                                     u("Grüße/ñandú €.txt").toUtf8(), QByteArray("empty.dat")));
+    ASSERT_TRUE(ZipUtil::compress(src.zip, src.root, true));
+    const auto records = centralDirectory(src.zip);
+    const std::vector<QByteArray> order = names(records);
+    EXPECT_THAT(order, UnorderedElementsAre("top.txt", "sub/inner.bin", "sub/deeper/leaf.txt", kUnicodeName.toUtf8(), "empty.dat"));
+    const auto position = [&order](const char *name) { return std::find(order.begin(), order.end(), name) - order.begin(); };
+    EXPECT_LT(std::max(position("top.txt"), position("empty.dat")), position("sub/inner.bin"));
+    EXPECT_LT(position("sub/inner.bin"), position("sub/deeper/leaf.txt"));
     for (const auto &r : records) {
         SCOPED_TRACE(r.name.toStdString());
-        EXPECT_EQ(r.flags & 0x0800, 0) << "no UTF-8 flag";
-        EXPECT_EQ(r.flags & 0x0008, 0) << "sizes in the local header, no data descriptor";
-        EXPECT_EQ(r.method, 8) << "deflated, even when empty";
-        EXPECT_EQ(r.extraLength, 0);
-        EXPECT_EQ(r.commentLength, 0);
-        EXPECT_EQ(r.externalAttributes, 0u);
-        EXPECT_EQ(r.internalAttributes, 0) << "not even the text bit";
-        // 2021-06-15 13:45:37 local time, in DOS form (two-second steps: 36).
-        EXPECT_EQ(r.dosTime, (41u << 25) | (6u << 21) | (15u << 16) | (13u << 11) | (45u << 5) | 18u);
+        EXPECT_EQ(r.flags & 0x0808, 0) << "no UTF-8 flag, no data descriptor";
+        EXPECT_EQ(r.method, 8);
+        EXPECT_EQ(r.extraLength + r.commentLength + r.internalAttributes + r.externalAttributes, 0u);
+        EXPECT_EQ(r.dosTime, kDosTime);
     }
+
+    const QString dest = src.temp.path() + "/dest";
+    ASSERT_TRUE(ZipUtil::decompress(dest, src.zip));
+    EXPECT_EQ(tree(dest), (QStringList{"Grüße/", kUnicodeName, "empty.dat", "sub/", "sub/deeper/", "sub/deeper/leaf.txt",
+                                       "sub/inner.bin", "top.txt"}));
+    for (const QString &name : {QString("top.txt"), QString("sub/inner.bin"), QString("sub/deeper/leaf.txt"), kUnicodeName})
+        EXPECT_EQ(readFile(dest + '/' + name), readFile(src.root + '/' + name)) << name.toStdString();
+
+    if (!tool("unzip").isEmpty()) {
+        const auto tested = run(tool("unzip"), {"-t", src.zip});
+        EXPECT_EQ(tested.first, 0) << tested.second.toStdString();
+        EXPECT_THAT(tested.second.toStdString(), HasSubstr("No errors detected"));
+    }
+    REQUIRE_TOOL("python3");
+    // What Python's zipfile sees: per entry the name (as the flag says to read
+    // it), DOS time, method, UTF-8 flag and the SHA-256 of the data it reads.
+    const char *script = R"PY(
+import hashlib, sys, zipfile
+sys.stdout.reconfigure(encoding='utf-8')
+z = zipfile.ZipFile(sys.argv[1])
+for i in z.infolist():
+    name = i.filename.encode('utf-8' if i.flag_bits & 0x800 else 'cp437').decode('utf-8')
+    print(name, i.date_time, i.compress_type, i.flag_bits & 0x800, hashlib.sha256(z.read(i)).hexdigest())
+)PY";
+    const auto listed = run(tool("python3"), {"-c", script, src.zip});
+    ASSERT_EQ(listed.first, 0) << listed.second.toStdString();
+    QStringList expected;
+    for (const QString &name : {QString("top.txt"), QString("empty.dat"), QString("sub/inner.bin"), QString("sub/deeper/leaf.txt"), kUnicodeName})
+        expected << name + " (2021, 6, 15, 13, 45, 36) 8 0 "
+                        + QCryptographicHash::hash(readFile(src.root + '/' + name), QCryptographicHash::Sha256).toHex();
+    EXPECT_THAT(QString::fromUtf8(listed.second).split('\n', Qt::SkipEmptyParts), ::testing::UnorderedElementsAreArray(expected));
 }
 
-TEST(ZipUtilCompress, DirectoryFilesComeBeforeTheirSubdirectories)
+// Non-recursive: the top directory only. An archive inside the source is
+// replaced and leaves itself out. An empty tree, or a missing source (with a
+// warning), gives an archive of only its 22-byte end record, which reads as
+// nothing. Times before 1980 are clamped to 1980-01-01.
+TEST(ZipUtilCompress, FlatEmptyAndOldSources)
 {
     SourceTree src;
-    const QString zip = src.temp.path() + QStringLiteral("/out.zip");
-    ASSERT_TRUE(ZipUtil::compress(zip, src.root, true));
-    std::vector<QByteArray> order = names(centralDirectory(zip));
-    const auto position = [&order](const char *name) {
-        return std::find(order.begin(), order.end(), QByteArray(name)) - order.begin();
-    };
-    EXPECT_LT(position("top.txt"), position("sub/inner.bin"));
-    EXPECT_LT(position("empty.dat"), position("sub/inner.bin"));
-    EXPECT_LT(position("sub/inner.bin"), position("sub/deeper/leaf.txt"));
-}
+    const QString inside = src.root + "/inside.zip";
+    writeFile(inside, QByteArray(1000, 'z'));
+    ASSERT_TRUE(ZipUtil::compress(inside, src.root, false));
+    EXPECT_THAT(names(centralDirectory(inside)), UnorderedElementsAre("top.txt", "empty.dat"));
 
-TEST(ZipUtilCompress, NonRecursiveStoresOnlyTheTopDirectory)
-{
-    SourceTree src;
-    const QString zip = src.temp.path() + QStringLiteral("/flat.zip");
-    ASSERT_TRUE(ZipUtil::compress(zip, src.root, false));
-    EXPECT_THAT(names(centralDirectory(zip)),
-                UnorderedElementsAre(QByteArray("top.txt"), QByteArray("empty.dat")));
-}
-
-TEST(ZipUtilCompress, EmptyDirectoryGivesAnArchiveOfOnlyItsEndRecord)
-{
-    QTemporaryDir temp;
-    const QString source = canonical(temp.path()) + QStringLiteral("/empty");
-    QDir().mkpath(source + QStringLiteral("/nothing/inside"));
-    const QString zip = temp.path() + QStringLiteral("/empty.zip");
-    ASSERT_TRUE(ZipUtil::compress(zip, source, true));
-    EXPECT_EQ(QFileInfo(zip).size(), 22);
-
-    const QString dest = temp.path() + QStringLiteral("/dest");
-    EXPECT_TRUE(ZipUtil::decompress(dest, zip));
-    EXPECT_TRUE(tree(dest).isEmpty());
-    UnZipUtil reader(zip);
-    EXPECT_TRUE(reader.listAllFiles(QStringLiteral("a")).isEmpty());
+    const QString base = canonical(src.temp.path());
+    QDir().mkpath(base + "/empty/nothing/inside");
+    ASSERT_TRUE(ZipUtil::compress(base + "/empty.zip", base + "/empty", true));
+    EXPECT_EQ(QFileInfo(base + "/empty.zip").size(), 22);
+    EXPECT_TRUE(ZipUtil::decompress(base + "/dest", base + "/empty.zip"));
+    EXPECT_TRUE(tree(base + "/dest").isEmpty());
+    UnZipUtil reader(base + "/empty.zip");
     QByteArray data;
-    EXPECT_FALSE(reader.extractFile(QStringLiteral("a"), data));
-}
-
-TEST(ZipUtilCompress, RefusesWhatItCannotDo)
-{
-    SourceTree src;
-    const QString zip = src.temp.path() + QStringLiteral("/out.zip");
-    struct Case
+    EXPECT_TRUE(reader.listAllFiles("a").isEmpty());
+    EXPECT_FALSE(reader.extractFile("a", data));
     {
-        const char *what;
-        QString zipFile;
-        QString sourceDir;
-    };
-    const Case cases[] = {
-        {"empty archive path", QString(), src.root},
-        {"empty source", zip, QString()},
-        {"archive in a missing directory", src.temp.path() + QStringLiteral("/no/such/dir/out.zip"), src.root},
-        // Names are cut from canonical paths by the source's length: a trailing
-        // separator shifts them by one, and the files are then not found again.
-        {"source with a trailing separator", zip, src.root + QLatin1Char('/')},
-    };
-    for (const Case &c : cases) {
         CapturedLog log("INFO");
-        EXPECT_FALSE(ZipUtil::compress(c.zipFile, c.sourceDir, true)) << c.what;
+        EXPECT_TRUE(ZipUtil::compress(base + "/none.zip", base + "/missing", true));
+        EXPECT_EQ(QFileInfo(base + "/none.zip").size(), 22);
+        ASSERT_EQ(log.warnings().size(), 1u);
+        EXPECT_THAT(log.warnings()[0], HasSubstr("Source directory not found"));
     }
+    writeFile(base + "/old/old.txt", "old", QDateTime::fromSecsSinceEpoch(0));
+    ASSERT_TRUE(ZipUtil::compress(base + "/old.zip", base + "/old", true));
+    const auto records = centralDirectory(base + "/old.zip");
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].dosTime, (0u << 25) | (1u << 21) | (1u << 16));
 }
 
-TEST(ZipUtilCompress, MissingSourceGivesAnEmptyArchiveAndAWarning)
-{
-    QTemporaryDir temp;
-    const QString zip = temp.path() + QStringLiteral("/none.zip");
-    CapturedLog log("INFO");
-    EXPECT_TRUE(ZipUtil::compress(zip, temp.path() + QStringLiteral("/missing"), true));
-    EXPECT_EQ(QFileInfo(zip).size(), 22);
-    ASSERT_EQ(log.warnings().size(), 1u);
-    EXPECT_THAT(log.warnings()[0], HasSubstr("Source directory not found"));
-}
-
-TEST(ZipUtilCompress, ReplacesAnExistingArchiveAndLeavesItselfOut)
+// Names are cut from canonical paths by the source's length: a trailing
+// separator shifts them by one, and the files are then not found again.
+TEST(ZipUtilCompress, RefusesWhatItCannotDoAndTraces)
 {
     SourceTree src;
-    const QString zip = src.root + QStringLiteral("/inside.zip");
-    writeFile(zip, QByteArray(1000, 'z'));
-    ASSERT_TRUE(ZipUtil::compress(zip, src.root, false));
-    EXPECT_THAT(names(centralDirectory(zip)),
-                UnorderedElementsAre(QByteArray("top.txt"), QByteArray("empty.dat")));
-}
-
-TEST(ZipUtilCompress, TimesOutsideTheDosRangeAreClamped)
-{
-    QTemporaryDir temp;
-    const QString source = canonical(temp.path()) + QStringLiteral("/src");
-    writeFile(source + QStringLiteral("/old.txt"), "old", QDateTime::fromSecsSinceEpoch(0));
-    const QString zip = temp.path() + QStringLiteral("/old.zip");
-    ASSERT_TRUE(ZipUtil::compress(zip, source, true));
-    const auto records = centralDirectory(zip);
-    ASSERT_EQ(records.size(), 1u);
-    EXPECT_EQ(records[0].dosTime, (0u << 25) | (1u << 21) | (1u << 16)) << "1980-01-01 00:00:00";
-}
-
-TEST(ZipUtilCompress, TracesItselfAndTheCollection)
-{
-    QTemporaryDir temp;
-    const QString source = canonical(temp.path()) + QStringLiteral("/src");
-    writeFile(source + QStringLiteral("/a/b.txt"), "b");
+    const std::pair<QString, QString> cases[] = {{QString(), src.root}, {src.zip, QString()},
+                                                 {src.temp.path() + "/no/such/dir/out.zip", src.root},
+                                                 {src.zip, src.root + '/'}};
+    for (const auto &c : cases) {
+        CapturedLog log("INFO");
+        EXPECT_FALSE(ZipUtil::compress(c.first, c.second, true)) << c.first.toStdString() << " " << c.second.toStdString();
+    }
+    const QString source = canonical(src.temp.path()) + "/t";
+    writeFile(source + "/a/b.txt", "b");
     CapturedLog log("TRACE");
-    ASSERT_TRUE(ZipUtil::compress(temp.path() + QStringLiteral("/t.zip"), source, true));
-    std::vector<std::string> names;
+    ASSERT_TRUE(ZipUtil::compress(src.temp.path() + "/t.zip", source, true));
+    ASSERT_TRUE(ZipUtil::decompress(src.temp.path() + "/d", src.temp.path() + "/t.zip"));
+    std::vector<std::string> frames;
     for (const std::string &line : log.traceLines())
-        names.push_back(line.substr(line.rfind('\t') + 1));
-    EXPECT_THAT(names, ElementsAre("EnterZipUtil::compress", "EnterZipUtil::collectFiles",
-                                   "EnterZipUtil::collectFiles", "ExitZipUtil::collectFiles",
-                                   "ExitZipUtil::collectFiles", "ExitZipUtil::compress"));
+        frames.push_back(line.substr(line.rfind('\t') + 1));
+    EXPECT_THAT(frames, ::testing::ElementsAre("EnterZipUtil::compress", "EnterZipUtil::collectFiles", "EnterZipUtil::collectFiles",
+                                               "ExitZipUtil::collectFiles", "ExitZipUtil::collectFiles", "ExitZipUtil::compress",
+                                               "EnterZipUtil::decompress", "ExitZipUtil::decompress"));
     EXPECT_THAT(log.traceLines().front(), HasSubstr(".\\ziputil.cpp\t"));
     EXPECT_TRUE(log.warnings().empty());
 }
 
 // ==================================================================== decompress
 
-TEST(ZipUtilDecompress, RoundTripKeepsNamesAndBytes)
+// Backslashes separate like slashes; existing files are overwritten and others
+// kept; directory links that stay inside are followed, and a target given
+// through a link is resolved.
+TEST(ZipUtilDecompress, WritesEntriesUnderTheTarget)
 {
-    SourceTree src;
-    const QString zip = src.temp.path() + QStringLiteral("/out.zip");
-    ASSERT_TRUE(ZipUtil::compress(zip, src.root, true));
-    const QString dest = src.temp.path() + QStringLiteral("/dest");
-    ASSERT_TRUE(ZipUtil::decompress(dest, zip));
-    EXPECT_EQ(tree(dest), (QStringList{QStringLiteral("Grüße/"), u("Grüße/ñandú €.txt"), QStringLiteral("empty.dat"),
-                                       QStringLiteral("sub/"), QStringLiteral("sub/deeper/"),
-                                       QStringLiteral("sub/deeper/leaf.txt"), QStringLiteral("sub/inner.bin"),
-                                       QStringLiteral("top.txt")}));
-    for (const char *name : {"top.txt", "sub/inner.bin", "sub/deeper/leaf.txt", "empty.dat"}) {
-        const QString relative = QString::fromLatin1(name);
-        EXPECT_EQ(readFile(dest + QLatin1Char('/') + relative), readFile(src.root + QLatin1Char('/') + relative))
-            << name;
-    }
-    EXPECT_EQ(readFile(dest + u("/Grüße/ñandú €.txt")), QByteArray("non-ASCII\n"));
+    QTemporaryDir temp;
+    const QString base = canonical(temp.path()), dest = base + "/out";
+    writeFile(dest + "/a.txt", "old and longer content");
+    writeFile(dest + "/keep.txt", "untouched");
+    QDir().mkpath(dest + "/real");
+    ASSERT_TRUE(QFile::link(dest + "/real", dest + "/alias") && QFile::link(dest, base + "/linked-out"));
+    const QString zip = writeZip(base + "/a.zip", {{"a\\b\\c.txt", "abc"}, {"a/./d//e.txt", "de"}, {"a.txt", "new"},
+                                                    {"alias/file.txt", "fine"}});
+    ASSERT_TRUE(ZipUtil::decompress(base + "/linked-out", zip));
+    EXPECT_EQ(tree(dest), (QStringList{"a.txt", "a/", "a/b/", "a/b/c.txt", "a/d/", "a/d/e.txt", "alias", "keep.txt",
+                                       "real/", "real/file.txt"}));
+    EXPECT_EQ(readFile(dest + "/a.txt") + readFile(dest + "/keep.txt"), QByteArray("newuntouched"));
 }
 
-TEST(ZipUtilDecompress, EmptyArchivesSucceedWithNothingExtracted)
-{
-    REQUIRE_SHARED();
-    for (const char *sample : {"testdata/zip/yauzl/empty.zip", "testdata/zip/simplezip/empty-with-comment.zip"}) {
-        QTemporaryDir temp;
-        const QString dest = temp.path() + QStringLiteral("/dest");
-        EXPECT_TRUE(ZipUtil::decompress(dest, testsupport::sharedPath(QString::fromLatin1(sample)))) << sample;
-        EXPECT_TRUE(tree(temp.path()).isEmpty()) << sample;
-        UnZipUtil reader(testsupport::sharedPath(QString::fromLatin1(sample)));
-        EXPECT_TRUE(reader.listAllFiles(QStringLiteral("x")).isEmpty());
-    }
-}
-
+// Missing arguments, no archive, an end record that claims an entry: false and
+// no target made. Archives of nothing succeed with nothing extracted.
 TEST(ZipUtilDecompress, RefusesMissingArgumentsAndNonArchives)
 {
     QTemporaryDir temp;
-    const QString notZip = temp.path() + QStringLiteral("/not.zip");
-    writeFile(notZip, "PK\x05\x06 but not really an archive at all");
-    const QString almostEmpty = temp.path() + QStringLiteral("/almost-empty.zip");
+    const QString d = temp.path();
+    writeFile(d + "/not.zip", "PK\x05\x06 but not really an archive at all");
     QByteArray record = buildZip({});
-    record[10] = 1; // claims one entry
-    writeFile(almostEmpty, record);
+    record[10] = 1;
+    writeFile(d + "/almost-empty.zip", record);
     CapturedLog log("INFO");
-    EXPECT_FALSE(ZipUtil::decompress(QString(), notZip));
-    EXPECT_FALSE(ZipUtil::decompress(temp.path(), QString()));
-    EXPECT_FALSE(ZipUtil::decompress(temp.path(), temp.path() + QStringLiteral("/missing.zip")));
-    EXPECT_FALSE(ZipUtil::decompress(temp.path() + QStringLiteral("/d"), notZip));
-    EXPECT_FALSE(ZipUtil::decompress(temp.path() + QStringLiteral("/d"), almostEmpty));
-    EXPECT_FALSE(QFileInfo::exists(temp.path() + QStringLiteral("/d")));
-}
-
-TEST(ZipUtilDecompress, DirectoryEntryStopsTheExtraction)
-{
-    QTemporaryDir temp;
-    const QString zip = writeZip(temp.path() + QStringLiteral("/dirs.zip"),
-                                 {{"first.txt", "1"}, {"folder/", ""}, {"folder/second.txt", "2"}});
-    const QString dest = temp.path() + QStringLiteral("/dest");
-    CapturedLog log("INFO");
-    EXPECT_FALSE(ZipUtil::decompress(dest, zip));
-    EXPECT_EQ(tree(dest), QStringList{QStringLiteral("first.txt")}) << "files before the entry stay";
-    ASSERT_EQ(log.warnings().size(), 1u);
-    EXPECT_THAT(log.warnings()[0], HasSubstr("Directory entries are not extracted: folder/"));
-}
-
-TEST(ZipUtilDecompress, BackslashesSeparateLikeSlashes)
-{
-    QTemporaryDir temp;
-    const QString zip =
-        writeZip(temp.path() + QStringLiteral("/sloppy.zip"), {{"a\\b\\c.txt", "abc"}, {"a/./d//e.txt", "de"}});
-    const QString dest = temp.path() + QStringLiteral("/dest");
-    ASSERT_TRUE(ZipUtil::decompress(dest, zip));
-    EXPECT_EQ(tree(dest), (QStringList{QStringLiteral("a/"), QStringLiteral("a/b/"), QStringLiteral("a/b/c.txt"),
-                                       QStringLiteral("a/d/"), QStringLiteral("a/d/e.txt")}));
-}
-
-TEST(ZipUtilDecompress, OverwritesExistingFilesAndKeepsOthers)
-{
-    QTemporaryDir temp;
-    const QString dest = temp.path() + QStringLiteral("/dest");
-    writeFile(dest + QStringLiteral("/a.txt"), "old and longer content");
-    writeFile(dest + QStringLiteral("/keep.txt"), "untouched");
-    const QString zip = writeZip(temp.path() + QStringLiteral("/a.zip"), {{"a.txt", "new"}});
-    ASSERT_TRUE(ZipUtil::decompress(dest, zip));
-    EXPECT_EQ(readFile(dest + QStringLiteral("/a.txt")), QByteArray("new"));
-    EXPECT_EQ(readFile(dest + QStringLiteral("/keep.txt")), QByteArray("untouched"));
-}
-
-TEST(ZipUtilDecompress, NeverOverwritesTheArchiveItReads)
-{
-    QTemporaryDir temp;
-    const QString zip = writeZip(temp.path() + QStringLiteral("/self.zip"),
-                                 {{"first.txt", "1"}, {"self.zip", "overwritten"}, {"last.txt", "2"}});
-    const QByteArray before = readFile(zip);
-    CapturedLog log("INFO");
-    EXPECT_FALSE(ZipUtil::decompress(temp.path(), zip));
-    EXPECT_EQ(readFile(zip), before);
-    ASSERT_EQ(log.warnings().size(), 1u);
-    EXPECT_THAT(log.warnings()[0], HasSubstr("overwrite the archive"));
-}
-
-TEST(ZipUtilDecompress, TracesEnterAndExit)
-{
-    QTemporaryDir temp;
-    const QString zip = writeZip(temp.path() + QStringLiteral("/a.zip"), {{"a.txt", "a"}});
-    CapturedLog log("TRACE");
-    ASSERT_TRUE(ZipUtil::decompress(temp.path() + QStringLiteral("/d"), zip));
-    const auto lines = log.traceLines();
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_THAT(lines[0], HasSubstr("\tEnterZipUtil::decompress"));
-    EXPECT_THAT(lines[1], HasSubstr("\tExitZipUtil::decompress"));
-}
-
-// ------------------------------------------------------------- hostile archives
-
-// Each archive holds one hostile entry between two harmless ones. The extraction
-// must stop with false at the hostile entry, say why, and write nothing outside
-// the target - in particular not the file the entry aims at.
-TEST(ZipUtilDecompress, ZipSlipNamesWriteNothingOutside)
-{
-    struct Case
-    {
-        QByteArray name;
-        const char *why;
-    };
-    const Case cases[] = {
-        {"../escaped.txt", "leaves the target directory"},
-        {"..\\escaped.txt", "leaves the target directory"},
-        {"inner/../../escaped.txt", "leaves the target directory"},
-        {"inner\\..\\..\\escaped.txt", "leaves the target directory"},
-        {"./../escaped.txt", "leaves the target directory"},
-        {"..", "leaves the target directory"},
-        {"/tmp/escaped.txt", "is absolute"},
-        {"\\escaped.txt", "is absolute"},
-        {"//server/share/escaped.txt", "is absolute"},
-        {"C:/escaped.txt", "drive letter"},
-        {"c:escaped.txt", "drive letter"},
-        {"./", "Directory entries"},
-        {QByteArray("nul\0../../escaped.txt", 21), "NUL character"},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.why);
-        QTemporaryDir temp;
-        const QString dest = temp.path() + QStringLiteral("/out");
-        const QString zip = writeZip(temp.path() + QStringLiteral("/slip.zip"),
-                                     {{"before.txt", "fine"}, {c.name, "EVIL"}, {"after.txt", "fine"}});
-        CapturedLog log("INFO");
-        EXPECT_FALSE(ZipUtil::decompress(dest, zip));
-        EXPECT_EQ(tree(temp.path()), (QStringList{QStringLiteral("out/"), QStringLiteral("out/before.txt"),
-                                                  QStringLiteral("slip.zip")}));
-        EXPECT_FALSE(QFileInfo::exists(QStringLiteral("/tmp/escaped.txt")));
-        ASSERT_EQ(log.warnings().size(), 1u);
-        EXPECT_THAT(log.warnings()[0], HasSubstr(c.why));
+    for (const auto &c : {std::make_pair(QString(), d + "/not.zip"), std::make_pair(d, QString()),
+                          std::make_pair(d, d + "/missing.zip"), std::make_pair(d + "/t", d + "/not.zip"),
+                          std::make_pair(d + "/t", d + "/almost-empty.zip")})
+        EXPECT_FALSE(ZipUtil::decompress(c.first, c.second)) << c.second.toStdString();
+    EXPECT_FALSE(QFileInfo::exists(d + "/t"));
+    REQUIRE_SHARED();
+    for (const char *sample : {"yauzl/empty.zip", "simplezip/empty-with-comment.zip"}) {
+        EXPECT_TRUE(ZipUtil::decompress(d + "/t", zipSample(sample))) << sample;
+        EXPECT_TRUE(tree(d + "/t").isEmpty()) << sample;
+        EXPECT_TRUE(UnZipUtil(zipSample(sample)).listAllFiles("x").isEmpty());
     }
 }
 
-TEST(ZipUtilDecompress, RealZipSlipSamplesWriteNothingOutside)
+// Each archive holds a hostile entry after a harmless one. The extraction must
+// stop with false at it, say why, write nothing outside the target - in
+// particular not the file the entry aims at - and leave no partial file. Sizes
+// and checksums come from the archive: a lie ends with false, never with more
+// bytes written than declared, and UnZipUtil appends nothing.
+TEST(ZipUtilDecompress, HostileEntriesStopTheExtraction)
 {
-    REQUIRE_SHARED();
-    for (const char *sample : {"zipslip-dotdot.zip", "zipslip-absolute.zip", "zipslip-drive-letter.zip"}) {
-        SCOPED_TRACE(sample);
+    const QByteArray bomb(4 * 1024 * 1024, '\0'); // inflates from a few KiB
+    const auto bombCut = qint64(crc32(0, reinterpret_cast<const Bytef *>(bomb.constData()), 1000));
+    struct Case { HandEntry entry; const char *why; bool lie; };
+    const Case cases[] = {
+        {{"../escaped.txt", "EVIL"}, "leaves the target directory", false},
+        {{"..\\escaped.txt", "EVIL"}, "leaves the target directory", false},
+        {{"inner/../../escaped.txt", "EVIL"}, "leaves the target directory", false},
+        {{"inner\\..\\..\\escaped.txt", "EVIL"}, "leaves the target directory", false},
+        {{"./../escaped.txt", "EVIL"}, "leaves the target directory", false}, {{"..", "EVIL"}, "leaves the target directory", false},
+        {{"/tmp/escaped.txt", "EVIL"}, "is absolute", false}, {{"\\escaped.txt", "EVIL"}, "is absolute", false},
+        {{"//server/share/escaped.txt", "EVIL"}, "is absolute", false}, {{"C:/escaped.txt", "EVIL"}, "drive letter", false},
+        {{"c:escaped.txt", "EVIL"}, "drive letter", false}, {{"./", "EVIL"}, "Directory entries", false},
+        {{"folder/", ""}, "Directory entries are not extracted: folder/", false},
+        {{QByteArray("nul\0../../escaped.txt", 21), "EVIL"}, "NUL character", false},
+        // Declared smaller than the deflated data (also with the CRC made to fit
+        // the cut, or zero), declared larger, wrong CRC, no deflate data (spoilt
+        // below), encrypted.
+        {{"bomb.bin", bomb, true, 1000}, "inflates beyond", true}, {{"bomb.bin", bomb, true, 1000, bombCut}, "inflates beyond", true},
+        {{"bomb.bin", bomb, true, 0}, "inflates beyond", true}, {{"short.bin", "12345", true, 0x7FFFFFF0}, "shorter than", true},
+        {{"short.bin", "12345", false, 0x7FFFFFF0}, "sizes disagree", true}, {{"crc.bin", "12345", true, -1, 0x12345678}, "CRC", true},
+        {{"crc.bin", "12345", false, -1, 0x12345678}, "CRC", true}, {{"junk.bin", "12345"}, "damaged", true},
+        {{"secret.bin", "12345", true, -1, -1, 1}, "Encrypted", true}};
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.why);
         QTemporaryDir temp;
-        const QString dest = temp.path() + QStringLiteral("/out");
+        const QString dest = temp.path() + "/out", zip = temp.path() + "/bad.zip";
+        QByteArray archive = buildZip({{"before.txt", "fine"}, c.entry, {"after.txt", "fine"}});
+        if (c.entry.name == "junk.bin")
+            archive.replace(archive.indexOf("junk.bin") + 8, 2, "\xFF\xFF");
+        writeFile(zip, archive);
         CapturedLog log("INFO");
-        EXPECT_FALSE(ZipUtil::decompress(
-            dest, testsupport::sharedPath(QStringLiteral("testdata/zip/yauzl/") + QString::fromLatin1(sample))));
-        EXPECT_TRUE(tree(temp.path()).isEmpty()) << "the hostile entry comes first: not even the target";
-        EXPECT_FALSE(QFileInfo::exists(QStringLiteral("/atxt")));
+        EXPECT_FALSE(ZipUtil::decompress(dest, zip));
+        EXPECT_EQ(tree(temp.path()), (QStringList{"bad.zip", "out/", "out/before.txt"}));
+        EXPECT_FALSE(QFileInfo::exists("/tmp/escaped.txt"));
+        ASSERT_EQ(log.warnings().size(), 1u);
+        EXPECT_THAT(log.warnings()[0], HasSubstr(c.why));
+        if (!c.lie)
+            continue;
+        UnZipUtil reader(zip);
+        QByteArray data("kept");
+        std::vector<char> vector{'k'};
+        const QString name = QString::fromLatin1(c.entry.name);
+        EXPECT_FALSE(reader.extractFile(name, data) || reader.extractFile(name, vector));
+        EXPECT_EQ(data + QByteArray(vector.data(), int(vector.size())), QByteArray("keptk")) << "a failed extraction appends nothing";
+    }
+}
+
+// Real zip-slip samples: the hostile entry comes first, so not even the target
+// is made. The archive being read is never overwritten.
+TEST(ZipUtilDecompress, NeverWritesOutsideOrOverTheArchive)
+{
+    QTemporaryDir temp;
+    const QString zip = writeZip(temp.path() + "/self.zip", {{"first.txt", "1"}, {"self.zip", "overwritten"}, {"last.txt", "2"}});
+    const QByteArray before = readFile(zip);
+    {
+        CapturedLog log("INFO");
+        EXPECT_FALSE(ZipUtil::decompress(temp.path(), zip));
+        EXPECT_EQ(readFile(zip), before);
+        ASSERT_EQ(log.warnings().size(), 1u);
+        EXPECT_THAT(log.warnings()[0], HasSubstr("overwrite the archive"));
+    }
+    REQUIRE_SHARED();
+    for (const char *sample : {"yauzl/zipslip-dotdot.zip", "yauzl/zipslip-absolute.zip", "yauzl/zipslip-drive-letter.zip"}) {
+        QTemporaryDir out;
+        CapturedLog log("INFO");
+        EXPECT_FALSE(ZipUtil::decompress(out.path() + "/out", zipSample(sample))) << sample;
+        EXPECT_TRUE(tree(out.path()).isEmpty()) << sample;
+        EXPECT_FALSE(QFileInfo::exists("/atxt"));
         EXPECT_EQ(log.warnings().size(), 1u);
     }
 }
 
-#ifdef Q_OS_UNIX
+// Links planted in the target are never written through, whether they point
+// outside, inside, nowhere, or to a sibling that shares the target's prefix (a
+// textual prefix test would let that one through: outX starts with out).
 TEST(ZipUtilDecompress, PlantedLinksAreNeverWrittenThrough)
 {
-    struct Case
-    {
-        const char *what;
-        QByteArray entry;
-        const char *link;   // inside out/
-        const char *target; // relative to the temporary directory
-        bool targetIsDirectory;
-    };
-    const Case cases[] = {
-        {"file link to a file outside", "victim.txt", "victim.txt", "outside/victim.txt", false},
-        {"file link to a file inside", "alias.txt", "alias.txt", "out/real.txt", false},
-        {"dangling file link", "dangling.txt", "dangling.txt", "outside/not-yet.txt", false},
-        {"directory link outside", "dirlink/new.txt", "dirlink", "outside", true},
-        // A textual prefix test would let this one through: outX starts with out.
-        {"directory link to a sibling sharing the prefix", "sibling/new.txt", "sibling", "outX", true},
-    };
+    struct Case { const char *entry, *link, *target; }; // link inside out/, target relative to the temporary directory
+    const Case cases[] = {{"victim.txt", "victim.txt", "outside/victim.txt"}, {"alias.txt", "alias.txt", "out/real.txt"},
+                          {"dangling.txt", "dangling.txt", "outside/not-yet.txt"}, {"dirlink/new.txt", "dirlink", "outside"},
+                          {"sibling/new.txt", "sibling", "outX"}};
     for (const Case &c : cases) {
-        SCOPED_TRACE(c.what);
+        SCOPED_TRACE(c.entry);
         QTemporaryDir temp;
-        const QString base = canonical(temp.path());
-        const QString dest = base + QStringLiteral("/out");
-        writeFile(base + QStringLiteral("/outside/victim.txt"), "precious");
-        writeFile(dest + QStringLiteral("/real.txt"), "precious");
-        QDir().mkpath(base + QStringLiteral("/outX"));
-        ASSERT_TRUE(QFile::link(base + QLatin1Char('/') + QString::fromLatin1(c.target),
-                                dest + QLatin1Char('/') + QString::fromLatin1(c.link)));
+        const QString base = canonical(temp.path()), dest = base + "/out";
+        writeFile(base + "/outside/victim.txt", "precious");
+        writeFile(dest + "/real.txt", "precious");
+        QDir().mkpath(base + "/outX");
+        ASSERT_TRUE(QFile::link(base + '/' + c.target, dest + '/' + c.link));
         const QStringList before = tree(base);
-        const QString zip = writeZip(base + QStringLiteral("/links.zip"), {{c.entry, "EVIL"}});
+        const QString zip = writeZip(base + "/links.zip", {{c.entry, "EVIL"}});
         CapturedLog log("INFO");
         EXPECT_FALSE(ZipUtil::decompress(dest, zip));
-        EXPECT_EQ(readFile(base + QStringLiteral("/outside/victim.txt")), QByteArray("precious"));
-        EXPECT_EQ(readFile(dest + QStringLiteral("/real.txt")), QByteArray("precious"));
+        EXPECT_EQ(readFile(base + "/outside/victim.txt") + readFile(dest + "/real.txt"), QByteArray("preciousprecious"));
         QStringList after = tree(base);
-        after.removeAll(QStringLiteral("links.zip"));
+        after.removeAll("links.zip");
         EXPECT_EQ(after, before);
         ASSERT_EQ(log.warnings().size(), 1u);
         EXPECT_THAT(log.warnings()[0], HasSubstr("symbolic link"));
     }
 }
 
-TEST(ZipUtilDecompress, DirectoryLinksThatStayInsideAreFollowed)
-{
-    QTemporaryDir temp;
-    const QString base = canonical(temp.path());
-    const QString dest = base + QStringLiteral("/out");
-    QDir().mkpath(dest + QStringLiteral("/real"));
-    ASSERT_TRUE(QFile::link(dest + QStringLiteral("/real"), dest + QStringLiteral("/alias")));
-    const QString zip = writeZip(base + QStringLiteral("/a.zip"), {{"alias/file.txt", "fine"}});
-    ASSERT_TRUE(ZipUtil::decompress(dest, zip));
-    EXPECT_EQ(readFile(dest + QStringLiteral("/real/file.txt")), QByteArray("fine"));
-}
-
-TEST(ZipUtilDecompress, TargetDirectoryGivenThroughALinkIsResolved)
-{
-    QTemporaryDir temp;
-    const QString base = canonical(temp.path());
-    QDir().mkpath(base + QStringLiteral("/real-out"));
-    ASSERT_TRUE(QFile::link(base + QStringLiteral("/real-out"), base + QStringLiteral("/out")));
-    const QString zip = writeZip(base + QStringLiteral("/a.zip"), {{"d/file.txt", "fine"}});
-    ASSERT_TRUE(ZipUtil::decompress(base + QStringLiteral("/out"), zip));
-    EXPECT_EQ(readFile(base + QStringLiteral("/real-out/d/file.txt")), QByteArray("fine"));
-}
-#endif
-
-// Sizes and checksums in the headers come from the archive: a lie must end the
-// extraction with false, never with more bytes written than declared, and the
-// failed entry's partial file must go.
-TEST(ZipUtilDecompress, HeadersThatLieAboutTheDataFail)
-{
-    const QByteArray bomb(4 * 1024 * 1024, '\0'); // inflates from a few KiB
-    struct Case
-    {
-        const char *what;
-        HandEntry entry;
-        const char *why;
-    };
-    const Case cases[] = {
-        {"declared smaller than the deflated data", {"bomb.bin", bomb, true, 1000}, "inflates beyond"},
-        {"declared smaller, CRC made to fit the cut",
-         {"bomb.bin", bomb, true, 1000,
-          static_cast<qint64>(crc32(0, reinterpret_cast<const Bytef *>(bomb.constData()), 1000))},
-         "inflates beyond"},
-        {"declared zero", {"bomb.bin", bomb, true, 0}, "inflates beyond"},
-        {"declared larger than the data", {"short.bin", "12345", true, 0x7FFFFFF0}, "shorter than"},
-        {"declared larger, stored", {"short.bin", "12345", false, 0x7FFFFFF0}, "sizes disagree"},
-        {"wrong CRC", {"crc.bin", "12345", true, -1, 0x12345678}, "CRC"},
-        {"wrong CRC, stored", {"crc.bin", "12345", false, -1, 0x12345678}, "CRC"},
-        {"not deflate data", {"junk.bin", "12345", true, -1, -1}, "damaged"},
-        {"encrypted", {"secret.bin", "12345", true, -1, -1, 1}, "Encrypted"},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.what);
-        QTemporaryDir temp;
-        std::vector<HandEntry> entries{{"before.txt", "fine"}, c.entry};
-        QByteArray archive = buildZip(entries);
-        if (std::string(c.what) == "not deflate data") {
-            // Overwrite the deflated payload with bytes that are no deflate stream.
-            const int at = archive.indexOf("junk.bin") + 8;
-            archive[at] = '\xFF';
-            archive[at + 1] = '\xFF';
-        }
-        const QString zip = temp.path() + QStringLiteral("/lie.zip");
-        writeFile(zip, archive);
-        const QString dest = temp.path() + QStringLiteral("/out");
-        CapturedLog log("INFO");
-        EXPECT_FALSE(ZipUtil::decompress(dest, zip));
-        EXPECT_EQ(tree(dest), QStringList{QStringLiteral("before.txt")}) << "no partial file";
-        ASSERT_EQ(log.warnings().size(), 1u);
-        EXPECT_THAT(log.warnings()[0], HasSubstr(c.why));
-
-        UnZipUtil reader(zip);
-        QByteArray data("kept");
-        std::vector<char> vector{'k'};
-        EXPECT_FALSE(reader.extractFile(QString::fromLatin1(c.entry.name), data));
-        EXPECT_FALSE(reader.extractFile(QString::fromLatin1(c.entry.name), vector));
-        EXPECT_EQ(data, QByteArray("kept")) << "a failed extraction appends nothing";
-        EXPECT_EQ(vector, std::vector<char>{'k'});
-    }
-}
-
-// Damaged archives: bytes flipped anywhere (headers, names, sizes, data) or the
-// file cut short. Whatever the result, nothing may crash, hang or land outside
-// the target, and what UnZipUtil hands out never exceeds what was declared.
+// Bytes flipped anywhere (headers, names, sizes, data) or the file cut short:
+// whatever the result, nothing may crash, hang or land outside the target, and
+// what UnZipUtil hands out never exceeds what was declared.
 TEST(ZipUtilDecompress, DamagedArchivesFailCleanly)
 {
     QTemporaryDir temp;
-    const QString zip = writeZip(temp.path() + QStringLiteral("/good.zip"),
-                                 {{"a/one.txt", QByteArray("one ").repeated(500)},
-                                  {"two.bin", randomBytes(3000, 5), false},
-                                  {"b/c/three.txt", QByteArray("three ").repeated(300)}});
-    const QByteArray good = readFile(zip);
+    const QByteArray good = buildZip({{"a/one.txt", QByteArray("one ").repeated(500)}, {"two.bin", randomBytes(3000, 5), false},
+                                      {"b/c/three.txt", QByteArray("three ").repeated(300)}});
     std::mt19937 random(42);
     for (int round = 0; round < 300; ++round) {
         QByteArray bad = good;
-        if (round % 3 == 0) {
-            bad.truncate(static_cast<int>(random() % static_cast<unsigned>(good.size())));
-        } else {
-            for (int flips = 1 + static_cast<int>(random() % 4); flips > 0; --flips)
-                bad[static_cast<int>(random() % static_cast<unsigned>(bad.size()))] = static_cast<char>(random());
-        }
+        if (round % 3 == 0)
+            bad.truncate(int(random() % unsigned(good.size())));
+        for (int flips = round % 3 ? 1 + int(random() % 4) : 0; flips > 0; --flips)
+            bad[int(random() % unsigned(bad.size()))] = char(random());
         SCOPED_TRACE(round);
-        const QString base = temp.path() + QStringLiteral("/round");
+        const QString base = temp.path() + "/round", damaged = base + "/bad.zip";
         QDir(base).removeRecursively();
-        const QString damaged = base + QStringLiteral("/bad.zip");
         writeFile(damaged, bad);
         CapturedLog log("INFO");
-        ZipUtil::decompress(base + QStringLiteral("/out"), damaged);
+        ZipUtil::decompress(base + "/out", damaged);
         for (const QString &path : tree(base))
-            EXPECT_TRUE(path == QLatin1String("bad.zip") || path.startsWith(QLatin1String("out/"))) << path.toStdString();
+            EXPECT_TRUE(path == "bad.zip" || path.startsWith("out/")) << path.toStdString();
         UnZipUtil reader(damaged);
         for (const char *name : {"a/one.txt", "two.bin", "b/c/three.txt"}) {
             QByteArray data;
-            if (reader.extractFile(QString::fromLatin1(name), data))
-                EXPECT_LE(data.size(), 3000);
+            EXPECT_TRUE(!reader.extractFile(name, data) || data.size() <= 3000);
         }
-        reader.listAllFiles(QStringLiteral("a"));
+        reader.listAllFiles("a");
     }
 }
 
 // ================================================================== interoperation
 
-TEST(ZipUtilInterop, InfoZipTestsOurArchives)
-{
-    REQUIRE_TOOL("unzip");
-    SourceTree src;
-    const QString zip = src.temp.path() + QStringLiteral("/out.zip");
-    ASSERT_TRUE(ZipUtil::compress(zip, src.root, true));
-    const ToolRun result = run(tool("unzip"), {QStringLiteral("-t"), zip});
-    EXPECT_EQ(result.exitCode, 0) << result.output.toStdString();
-    EXPECT_THAT(result.output.toStdString(), HasSubstr("No errors detected"));
-    EXPECT_THAT(result.output.toStdString(), HasSubstr("testing: sub/deeper/leaf.txt"));
-}
-
-TEST(ZipUtilInterop, PythonReadsOurNamesContentsAndTimes)
-{
-    REQUIRE_TOOL("python3");
-    SourceTree src;
-    const QString zip = src.temp.path() + QStringLiteral("/out.zip");
-    ASSERT_TRUE(ZipUtil::compress(zip, src.root, true));
-    const QJsonArray entries = pythonList(zip);
-    ASSERT_EQ(entries.size(), 5);
-    QStringList seen;
-    for (const QJsonValue &value : entries) {
-        const QJsonObject e = value.toObject();
-        const QString name = QString::fromUtf8(QByteArray::fromHex(e.value(QStringLiteral("name")).toString().toLatin1()));
-        seen << name;
-        SCOPED_TRACE(name.toStdString());
-        EXPECT_EQ(e.value(QStringLiteral("sha")).toString(), sha256(readFile(src.root + QLatin1Char('/') + name)));
-        EXPECT_EQ(e.value(QStringLiteral("time")).toArray(), (QJsonArray{2021, 6, 15, 13, 45, 36}));
-        EXPECT_EQ(e.value(QStringLiteral("method")).toInt(), 8);
-        EXPECT_EQ(e.value(QStringLiteral("flags")).toInt() & 0x800, 0);
-    }
-    EXPECT_THAT(seen, UnorderedElementsAre(QStringLiteral("top.txt"), QStringLiteral("sub/inner.bin"),
-                                           QStringLiteral("sub/deeper/leaf.txt"), u("Grüße/ñandú €.txt"),
-                                           QStringLiteral("empty.dat")));
-}
-
-TEST(ZipUtilInterop, WeReadWhatInfoZipWrites)
+// Info-ZIP's archives deflated, stored, without directory entries, and from a
+// pipe (sizes only in a data descriptor after the data); Python's with a
+// stored entry, a flagged UTF-8 name and a forced zip64 extra.
+TEST(ZipUtilInterop, WeReadWhatInfoZipAndPythonWrite)
 {
     REQUIRE_TOOL("zip");
     SourceTree src;
-    const QString zipTool = tool("zip");
-    struct Case
-    {
-        const char *what;
-        QStringList arguments;
-    };
-    const Case cases[] = {
-        {"deflated, recursive", {QStringLiteral("-q"), QStringLiteral("-r"), QStringLiteral("-6")}},
-        {"stored", {QStringLiteral("-q"), QStringLiteral("-r"), QStringLiteral("-0")}},
-        {"without directory entries", {QStringLiteral("-q"), QStringLiteral("-r"), QStringLiteral("-D")}},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.what);
-        const QString zip = src.temp.path() + QStringLiteral("/infozip.zip");
-        QFile::remove(zip);
+    for (const char *level : {"-6", "-0", "-D"}) {
+        SCOPED_TRACE(level);
+        QFile::remove(src.zip);
         // Files only, named explicitly: zip would store directory entries too.
-        const ToolRun made = run(zipTool, QStringList(c.arguments) << zip << QStringLiteral("top.txt")
-                                                                   << QStringLiteral("sub/inner.bin")
-                                                                   << u("Grüße/ñandú €.txt")
-                                                                   << QStringLiteral("empty.dat"),
-                                 src.root);
-        ASSERT_EQ(made.exitCode, 0) << made.output.toStdString();
-        const QString dest = src.temp.path() + QStringLiteral("/from-infozip");
+        const auto made = run(tool("zip"), {"-q", "-r", level, src.zip, "top.txt", "sub/inner.bin", kUnicodeName, "empty.dat"}, src.root);
+        ASSERT_EQ(made.first, 0) << made.second.toStdString();
+        const QString dest = src.temp.path() + "/from-infozip";
         QDir(dest).removeRecursively();
-        ASSERT_TRUE(ZipUtil::decompress(dest, zip));
-        EXPECT_EQ(readFile(dest + QStringLiteral("/sub/inner.bin")), readFile(src.root + QStringLiteral("/sub/inner.bin")));
-        EXPECT_EQ(readFile(dest + u("/Grüße/ñandú €.txt")), QByteArray("non-ASCII\n"));
-        EXPECT_TRUE(QFileInfo(dest + QStringLiteral("/empty.dat")).isFile());
-
-        UnZipUtil reader(zip);
+        ASSERT_TRUE(ZipUtil::decompress(dest, src.zip));
+        EXPECT_EQ(readFile(dest + "/sub/inner.bin"), readFile(src.root + "/sub/inner.bin"));
+        EXPECT_EQ(readFile(dest + '/' + kUnicodeName) + readFile(dest + "/empty.dat"), QByteArray("non-ASCII\n"));
         QByteArray data;
-        EXPECT_TRUE(reader.extractFile(QStringLiteral("TOP.TXT"), data));
-        EXPECT_EQ(data, QByteArray("top level\n"));
+        EXPECT_TRUE(UnZipUtil(src.zip).extractFile("TOP.TXT", data) && data == "top level\n");
     }
-
-    // Data read from a pipe: sizes only in a data descriptor after the data.
-    const QString streamed = src.temp.path() + QStringLiteral("/streamed.zip");
-    QProcess zipProcess;
-    zipProcess.start(zipTool, {QStringLiteral("-q"), streamed, QStringLiteral("-")});
-    ASSERT_TRUE(zipProcess.waitForStarted());
     const QByteArray piped = randomBytes(70000, 7) + QByteArray(70000, 'a');
-    zipProcess.write(piped);
-    zipProcess.closeWriteChannel();
-    ASSERT_TRUE(zipProcess.waitForFinished());
-    ASSERT_EQ(zipProcess.exitCode(), 0);
-    UnZipUtil reader(streamed);
-    std::vector<char> data;
-    EXPECT_TRUE(reader.extractFile(QStringLiteral("-"), data));
-    EXPECT_EQ(QByteArray(data.data(), static_cast<int>(data.size())), piped);
-}
+    ASSERT_EQ(run(tool("zip"), {"-q", src.temp.path() + "/streamed.zip", "-"}, {}, piped).first, 0);
+    std::vector<char> streamed;
+    EXPECT_TRUE(UnZipUtil(src.temp.path() + "/streamed.zip").extractFile("-", streamed));
+    EXPECT_EQ(QByteArray(streamed.data(), int(streamed.size())), piped);
 
-TEST(ZipUtilInterop, WeReadWhatPythonWrites)
-{
     REQUIRE_TOOL("python3");
-    QTemporaryDir temp;
-    const QString zip = temp.path() + QStringLiteral("/python.zip");
+    const QString zip = src.temp.path() + "/python.zip", dest = src.temp.path() + "/from-python";
     const char *script = R"PY(
 import sys, zipfile
 with zipfile.ZipFile(sys.argv[1], 'w', compression=zipfile.ZIP_DEFLATED) as z:
     z.writestr('deflated.txt', b'deflated text ' * 1000)
-    z.writestr('stored.bin', bytes(range(256)) * 10, compress_type=zipfile.ZIP_STORED)
+    z.writestr('stored.bin', b'stored bytes ' * 1000, compress_type=zipfile.ZIP_STORED)
     z.writestr('Grüße/ñandú.txt', 'flagged UTF-8 name'.encode())
     z.writestr('dir/empty', b'')
     with z.open('forced-zip64.bin', 'w', force_zip64=True) as f:
         f.write(b'zip64 extra on a small entry' * 100)
 )PY";
-    const ToolRun made = run(tool("python3"), {QStringLiteral("-c"), QString::fromUtf8(script), zip});
-    ASSERT_EQ(made.exitCode, 0) << made.output.toStdString();
-
-    const QString dest = temp.path() + QStringLiteral("/dest");
+    const auto made = run(tool("python3"), {"-c", script, zip});
+    ASSERT_EQ(made.first, 0) << made.second.toStdString();
     ASSERT_TRUE(ZipUtil::decompress(dest, zip));
-    EXPECT_EQ(readFile(dest + QStringLiteral("/deflated.txt")), QByteArray("deflated text ").repeated(1000));
-    QByteArray ramp;
-    for (int i = 0; i < 256; ++i)
-        ramp.append(static_cast<char>(i));
-    EXPECT_EQ(readFile(dest + QStringLiteral("/stored.bin")), ramp.repeated(10));
-    EXPECT_EQ(readFile(dest + u("/Grüße/ñandú.txt")), QByteArray("flagged UTF-8 name"));
-    EXPECT_TRUE(QFileInfo(dest + QStringLiteral("/dir/empty")).isFile());
-    EXPECT_EQ(readFile(dest + QStringLiteral("/forced-zip64.bin")),
-              QByteArray("zip64 extra on a small entry").repeated(100));
-
-    UnZipUtil reader(zip);
+    EXPECT_EQ(readFile(dest + "/deflated.txt"), QByteArray("deflated text ").repeated(1000));
+    EXPECT_EQ(readFile(dest + "/stored.bin"), QByteArray("stored bytes ").repeated(1000));
+    EXPECT_EQ(readFile(dest + "/Grüße/ñandú.txt") + readFile(dest + "/dir/empty"), QByteArray("flagged UTF-8 name"));
+    EXPECT_EQ(readFile(dest + "/forced-zip64.bin"), QByteArray("zip64 extra on a small entry").repeated(100));
     QByteArray data;
-    EXPECT_TRUE(reader.extractFile(u("GRüßE/ñANDú.TXT"), data)) << "ASCII case ignored";
-    EXPECT_EQ(data, QByteArray("flagged UTF-8 name"));
+    EXPECT_TRUE(UnZipUtil(zip).extractFile("GRüßE/ñANDú.TXT", data) && data == "flagged UTF-8 name") << "ASCII case ignored";
 }
 
 // Archives made by other tools (see testdata/PROVENANCE.md): what decompress
-// makes of each, entry by entry.
+// makes of each. Names that are no UTF-8 (GBK, Shift-JIS, code page 437) are
+// read as code page 437, as Info-ZIP and Python read them, so that distinct
+// names stay distinct; a Shift-JIS trail byte can be a backslash, and then
+// separates. An Info-ZIP Unicode path extra field (which minizip does not read)
+// changes nothing; minizip refuses the second entry of that sample, whose local
+// header disagrees with the directory. zip64_demo's classic end record says
+// 65535 entries for the one its zip64 record counts: minizip (and libzip) call
+// that inconsistent.
 TEST(ZipUtilInterop, RealArchivesFromOtherTools)
 {
     REQUIRE_SHARED();
-    struct Case
-    {
-        const char *sample;
-        bool result;
-        QStringList files; // what the target holds afterwards
-    };
-    const QString replacement(QChar(0xFFFD));
+    struct Case { const char *sample; bool result; QStringList files; const char *warning = ""; };
     const Case cases[] = {
-        {"yauzl/big-compression.zip", true, {QStringLiteral("0x21000")}},
-        {"yauzl/big-uncompressed.zip", true, {QStringLiteral("0x21000")}},
-        {"yauzl/streaming.zip", true, {QStringLiteral("test1.txt"), QStringLiteral("test2.txt")}},
-        {"yauzl/zip64.zip", true, {QStringLiteral("test1.txt"), QStringLiteral("test2.txt")}},
-        {"yauzl/windows-compressed-folder.zip", true, {QStringLiteral("a.txt"), QStringLiteral("b.txt")}},
-        {"yauzl/sloppy-filenames.zip", true, {QStringLiteral("a/"), QStringLiteral("a/txt"), QStringLiteral("b.txt")}},
-        {"uv_zip/one-empty-entry.zip", true, {QStringLiteral("empty")}},
-        {"libarchive/test_read_format_zip_nested.zip", true,
-         {QStringLiteral("file.txt"), QStringLiteral("small.zip")}},
-        {"libarchive/test_read_format_zip_comment_stored_1.zip", true,
-         {QStringLiteral("build.sh"), QStringLiteral("file0")}},
-        {"libarchive/test_read_format_zip_sfx.bin", true, {QStringLiteral("build.sh"), QStringLiteral("file0")}},
-        {"yauzl/directories.zip", false, {}},
-        {"yauzl/unicode.zip", false, {}},
-        {"libarchive/test_read_format_zip_msdos.zip", false,
-         {QStringLiteral("abc"), QStringLiteral("def")}},
-        {"yauzl/traditional-encryption.zip", false, {}},
+        {"yauzl/big-compression.zip", true, {"0x21000"}}, {"yauzl/big-uncompressed.zip", true, {"0x21000"}},
+        {"yauzl/streaming.zip", true, {"test1.txt", "test2.txt"}}, {"yauzl/zip64.zip", true, {"test1.txt", "test2.txt"}},
+        {"yauzl/windows-compressed-folder.zip", true, {"a.txt", "b.txt"}}, {"uv_zip/one-empty-entry.zip", true, {"empty"}},
+        {"yauzl/sloppy-filenames.zip", true, {"a/", "a/txt", "b.txt"}}, {"zip-rs/non_utf8.zip", true, {"ô·ò╢", "╓╨╬─"}},
+        {"libarchive/test_read_format_zip_nested.zip", true, {"file.txt", "small.zip"}},
+        {"libarchive/test_read_format_zip_comment_stored_1.zip", true, {"build.sh", "file0"}},
+        {"libarchive/test_read_format_zip_sfx.bin", true, {"build.sh", "file0"}},
+        {"libarchive/test_read_format_zip_filename_cp932.zip", true,
+         {"ò/", "ò/é╛éµ/", "ò/é╛éµ/è┐ÄÜ.txt", "ò/é╛éµ/êΩùùò/", "ò/é╛éµ/êΩùùò/.txt"}},
+        {"yauzl/directories.zip", false, {}}, {"yauzl/unicode.zip", false, {}}, {"yauzl/traditional-encryption.zip", false, {}},
+        {"libarchive/test_read_format_zip_msdos.zip", false, {"abc", "def"}},
         {"libarchive/test_read_format_zip_traditional_encryption_data.zip", false, {}},
-        {"libarchive/test_read_format_zip_winzip_aes128.zip", false, {}},
-        {"yauzl/truncated-no-eocd.zip", false, {}},
-        {"yauzl/unicode-path-extra-field.zip", false, {}},
-        // Its classic end record says 65535 entries for the one its zip64 record
-        // counts: minizip (and libzip) call that inconsistent.
-        {"zip-rs/zip64_demo.zip", false, {}},
-    };
+        {"libarchive/test_read_format_zip_winzip_aes128.zip", false, {}}, {"yauzl/truncated-no-eocd.zip", false, {}},
+        {"yauzl/unicode-path-extra-field.zip", false, {}}, {"zip-rs/zip64_demo.zip", false, {}},
+        {"libarchive/test_read_format_zip_7075_utf8_paths.zip", false, {"File 1.txt"}, "Cannot open entry: File 2 - \\x94.txt"}};
     for (const Case &c : cases) {
         SCOPED_TRACE(c.sample);
         QTemporaryDir temp;
-        const QString dest = temp.path() + QStringLiteral("/out");
         CapturedLog log("INFO");
-        EXPECT_EQ(ZipUtil::decompress(dest, testsupport::sharedPath(QStringLiteral("testdata/zip/") +
-                                                                   QString::fromLatin1(c.sample))),
-                  c.result);
-        EXPECT_EQ(tree(dest), c.files);
+        EXPECT_EQ(ZipUtil::decompress(temp.path() + "/out", zipSample(c.sample)), c.result);
+        EXPECT_EQ(tree(temp.path() + "/out"), c.files);
         EXPECT_EQ(log.warnings().size(), c.result ? 0u : 1u);
-    }
-}
-
-TEST(ZipUtilInterop, NamesThatAreNotUtf8AreReadAsCodePage437)
-{
-    REQUIRE_SHARED();
-    // GBK, Shift-JIS and code page 437 bytes are no UTF-8: they are read as code
-    // page 437, as Info-ZIP and Python read them, so that distinct names stay
-    // distinct (as replacement characters they would all be one name). A
-    // Shift-JIS trail byte can be a backslash, and then separates.
-    struct Case
-    {
-        const char *sample;
-        QStringList files;
-    };
-    const Case cases[] = {
-        {"zip-rs/non_utf8.zip", {u("ô·ò╢"), u("╓╨╬─")}},
-        {"libarchive/test_read_format_zip_filename_cp932.zip",
-         {u("ò/"), u("ò/é╛éµ/"), u("ò/é╛éµ/è┐ÄÜ.txt"), u("ò/é╛éµ/êΩùùò/"), u("ò/é╛éµ/êΩùùò/.txt")}},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.sample);
-        QTemporaryDir temp;
-        const QString dest = temp.path() + QStringLiteral("/out");
-        ASSERT_TRUE(ZipUtil::decompress(dest, testsupport::sharedPath(QStringLiteral("testdata/zip/") +
-                                                                     QString::fromLatin1(c.sample))));
-        EXPECT_EQ(tree(dest), c.files);
+        EXPECT_THAT(log.warnings(), ::testing::Each(HasSubstr(c.warning)));
     }
     // Our own names are UTF-8 and stay so.
     QTemporaryDir temp;
-    const QString zip = writeZip(temp.path() + QStringLiteral("/utf8.zip"), {{u("Grüße ☃.txt").toUtf8(), "u"}});
-    ASSERT_TRUE(ZipUtil::decompress(temp.path() + QStringLiteral("/out"), zip));
-    EXPECT_EQ(tree(temp.path() + QStringLiteral("/out")), QStringList{u("Grüße ☃.txt")});
-}
-
-TEST(ZipUtilInterop, InfoZipUnicodePathsAreReadByTheirCodePage437Names)
-{
-    REQUIRE_SHARED();
-    // Raw code page 437 names with an Info-ZIP Unicode path extra field (which
-    // minizip does not read): the names come out right all the same. minizip
-    // refuses the second entry, whose local header disagrees with the directory.
-    QTemporaryDir temp;
-    const QString dest = temp.path() + QStringLiteral("/out");
-    CapturedLog log("INFO");
-    EXPECT_FALSE(ZipUtil::decompress(
-        dest, testsupport::sharedPath(QStringLiteral("testdata/zip/libarchive/test_read_format_zip_7075_utf8_paths.zip"))));
-    EXPECT_EQ(tree(dest), QStringList{QStringLiteral("File 1.txt")});
-    ASSERT_EQ(log.warnings().size(), 1u);
-    EXPECT_THAT(log.warnings()[0], HasSubstr("Cannot open entry: File 2 - \\x94.txt"));
+    ASSERT_TRUE(ZipUtil::decompress(temp.path() + "/out", writeZip(temp.path() + "/utf8.zip", {{"Grüße ☃.txt", "u"}})));
+    EXPECT_EQ(tree(temp.path() + "/out"), QStringList{"Grüße ☃.txt"});
 }
 
 // ====================================================================== UnZipUtil
 
+// extractFile appends; names match ignoring ASCII case only, whole (also beyond
+// 255 bytes); a zero-size entry reads as nothing; failures leave the buffer
+// alone. An archive that cannot be opened fails everything.
 TEST(UnZipUtil, ExtractFileAppendsAndMatchesAsciiCaseInsensitively)
 {
     QTemporaryDir temp;
-    const QString zip = writeZip(temp.path() + QStringLiteral("/u.zip"),
-                                 {{"Docs/Read Me.txt", "first "}, {"data.bin", randomBytes(300000, 3), false},
-                                  {"empty", ""}, {u("Grüße.txt").toUtf8(), "gruss"}});
-    UnZipUtil reader(zip);
-    QByteArray data;
-    EXPECT_TRUE(reader.extractFile(QStringLiteral("docs/read me.TXT"), data));
-    EXPECT_TRUE(reader.extractFile(QStringLiteral("DATA.BIN"), data));
-    EXPECT_EQ(data, QByteArray("first ") + randomBytes(300000, 3));
-
-    std::vector<char> vector{'>'};
-    EXPECT_TRUE(reader.extractFile(QStringLiteral("Docs/Read Me.txt"), vector));
-    EXPECT_EQ(std::string(vector.begin(), vector.end()), ">first ");
-
-    QByteArray empty("x");
-    EXPECT_TRUE(reader.extractFile(QStringLiteral("EMPTY"), empty)) << "a zero-size entry reads as nothing";
-    EXPECT_EQ(empty, QByteArray("x"));
-
-    QByteArray unicode;
-    EXPECT_TRUE(reader.extractFile(u("Grüße.txt"), unicode));
-    EXPECT_FALSE(reader.extractFile(u("GRÜßE.TXT"), unicode)) << "only ASCII letters fold";
-    EXPECT_EQ(unicode, QByteArray("gruss"));
-
-    QByteArray untouched("same");
-    EXPECT_FALSE(reader.extractFile(QStringLiteral("missing"), untouched));
-    EXPECT_FALSE(reader.extractFile(QString(), untouched));
-    EXPECT_FALSE(reader.extractFile(QStringLiteral("Docs/Read Me.tx"), untouched));
-    EXPECT_EQ(untouched, QByteArray("same"));
-}
-
-TEST(UnZipUtil, NamesLongerThan255BytesAreFoundWhole)
-{
-    QTemporaryDir temp;
     const QByteArray longName = QByteArray("d/").repeated(150) + "file.txt";
-    const QByteArray twin = QByteArray("d/").repeated(150) + "file.tx2";
-    const QString zip = writeZip(temp.path() + QStringLiteral("/long.zip"), {{twin, "twin"}, {longName, "long"}});
+    const QString zip = writeZip(temp.path() + "/u.zip", {{"Docs/Read Me.txt", "first "}, {"data.bin", randomBytes(300000, 3), false},
+                                                          {"empty", ""}, {"Grüße.txt", "gruss"},
+                                                          {QByteArray("d/").repeated(150) + "file.tx2", "twin"}, {longName, "long"}});
     UnZipUtil reader(zip);
-    QByteArray data;
-    EXPECT_TRUE(reader.extractFile(QString::fromLatin1(longName.toUpper()), data));
-    EXPECT_EQ(data, QByteArray("long"));
-    EXPECT_FALSE(reader.extractFile(QString::fromLatin1(longName + "x"), data));
+    QByteArray data, empty("x"), unicode, untouched("same");
+    std::vector<char> vector{'>'};
+    EXPECT_TRUE(reader.extractFile("docs/read me.TXT", data) && reader.extractFile("DATA.BIN", data));
+    EXPECT_EQ(data, QByteArray("first ") + randomBytes(300000, 3));
+    EXPECT_TRUE(reader.extractFile("Docs/Read Me.txt", vector));
+    EXPECT_EQ(std::string(vector.begin(), vector.end()), ">first ");
+    EXPECT_TRUE(reader.extractFile("EMPTY", empty));
+    EXPECT_TRUE(reader.extractFile("Grüße.txt", unicode));
+    EXPECT_FALSE(reader.extractFile("GRÜßE.TXT", unicode)) << "only ASCII letters fold";
+    EXPECT_TRUE(reader.extractFile(QString::fromLatin1(longName.toUpper()), untouched));
+    EXPECT_EQ(empty + unicode + untouched, QByteArray("xgrusssamelong"));
+    for (const QString &name : {QString("missing"), QString(), QString("Docs/Read Me.tx"), QString::fromLatin1(longName + "x")})
+        EXPECT_FALSE(reader.extractFile(name, untouched)) << name.toStdString();
+    EXPECT_EQ(untouched, QByteArray("samelong"));
+    ASSERT_TRUE(ZipUtil::decompress(temp.path() + "/out", zip));
+    EXPECT_EQ(readFile(temp.path() + "/out/" + QString::fromLatin1(longName)), QByteArray("long"));
 
-    const QString dest = temp.path() + QStringLiteral("/out");
-    ASSERT_TRUE(ZipUtil::decompress(dest, zip));
-    EXPECT_EQ(readFile(dest + QLatin1Char('/') + QString::fromLatin1(longName)), QByteArray("long"));
+    writeFile(temp.path() + "/x.zip", "not an archive");
+    for (const QString &path : {temp.path() + "/x.zip", temp.path() + "/missing.zip", QString()}) {
+        UnZipUtil broken(path);
+        EXPECT_FALSE(broken.extractFile("x", data) || broken.extractFile("x", vector));
+        EXPECT_TRUE(broken.listAllFiles("x").isEmpty());
+    }
 }
 
+// The last character of the prefix is not compared: "images/" also matches
+// "imagesX", but "image" is shorter than the prefix, and a one-character prefix
+// compares nothing. The walk starts at the current entry (the one last
+// extracted) and does not rewind. Names come back as Latin-1 of their bytes.
 TEST(UnZipUtil, ListAllFilesKeepsItsPrefixRuleAndDoesNotRewind)
 {
     QTemporaryDir temp;
-    const QString zip = writeZip(temp.path() + QStringLiteral("/l.zip"),
-                                 {{"images/a.png", "a"}, {"imagesX", "x"}, {"image", "i"}, {"other/b.png", "b"},
-                                  {"images/c.png", "c"}, {u("images/é.png").toUtf8(), "e"}});
-    {
-        UnZipUtil reader(zip);
-        EXPECT_TRUE(reader.listAllFiles(QString()).isEmpty());
-        // The last character is not compared: "images/" also matches "imagesX",
-        // but "image" is shorter than the prefix.
-        EXPECT_EQ(reader.listAllFiles(QStringLiteral("images/")),
-                  (QStringList{QStringLiteral("images/a.png"), QStringLiteral("imagesX"), QStringLiteral("images/c.png"),
-                               QString::fromLatin1(u("images/é.png").toUtf8())}));
-        // The walk ended on the last entry and does not rewind.
-        EXPECT_EQ(reader.listAllFiles(QStringLiteral("images/")),
-                  QStringList{QString::fromLatin1(u("images/é.png").toUtf8())});
-        EXPECT_TRUE(reader.listAllFiles(QStringLiteral("other/")).isEmpty());
-    }
-    {
-        UnZipUtil reader(zip);
-        QByteArray data;
-        ASSERT_TRUE(reader.extractFile(QStringLiteral("other/b.png"), data));
-        EXPECT_EQ(reader.listAllFiles(QStringLiteral("i")),
-                  (QStringList{QStringLiteral("other/b.png"), QStringLiteral("images/c.png"),
-                               QString::fromLatin1(u("images/é.png").toUtf8())}))
-            << "starts at the extracted entry; a one-character prefix compares nothing";
-    }
+    const QString zip = writeZip(temp.path() + "/l.zip", {{"images/a.png", "a"}, {"imagesX", "x"}, {"image", "i"}, {"other/b.png", "b"},
+                                                          {"images/c.png", "c"}, {"images/é.png", "e"}});
+    const QString accented = QString::fromLatin1(QByteArray("images/é.png"));
+    UnZipUtil reader(zip);
+    EXPECT_TRUE(reader.listAllFiles(QString()).isEmpty());
+    EXPECT_EQ(reader.listAllFiles("images/"), (QStringList{"images/a.png", "imagesX", "images/c.png", accented}));
+    EXPECT_EQ(reader.listAllFiles("images/"), QStringList{accented});
+    EXPECT_TRUE(reader.listAllFiles("other/").isEmpty());
+    UnZipUtil again(zip);
+    QByteArray data;
+    ASSERT_TRUE(again.extractFile("other/b.png", data));
+    EXPECT_EQ(again.listAllFiles("i"), (QStringList{"other/b.png", "images/c.png", accented}));
 }
 
-TEST(UnZipUtil, AnArchiveThatCannotBeOpenedFailsEverything)
-{
-    QTemporaryDir temp;
-    const QString notZip = temp.path() + QStringLiteral("/x.zip");
-    writeFile(notZip, "not an archive");
-    for (const QString &path : {notZip, temp.path() + QStringLiteral("/missing.zip"), QString()}) {
-        UnZipUtil reader(path);
-        QByteArray data;
-        std::vector<char> vector;
-        EXPECT_FALSE(reader.extractFile(QStringLiteral("x"), data));
-        EXPECT_FALSE(reader.extractFile(QStringLiteral("x"), vector));
-        EXPECT_TRUE(reader.listAllFiles(QStringLiteral("x")).isEmpty());
-    }
-}
-
+// 0xFFFFFFF0 bytes claimed, five present: the answer is false, at once, and
+// without a 4 GiB allocation (which would throw or take the machine down).
 TEST(UnZipUtil, HugeDeclaredSizesReserveNoMoreThanABoundedChunk)
 {
-    // 0xFFFFFFF0 bytes claimed, five present: the answer is false, at once, and
-    // without a 4 GiB allocation (which would throw or take the machine down).
     QTemporaryDir temp;
-    const QString zip = writeZip(temp.path() + QStringLiteral("/claim.zip"), {{"claim.bin", "12345", true, 0xFFFFFFF0}});
-    UnZipUtil reader(zip);
+    UnZipUtil reader(writeZip(temp.path() + "/claim.zip", {{"claim.bin", "12345", true, 0xFFFFFFF0}}));
     CapturedLog log("INFO");
     std::vector<char> vector;
-    EXPECT_FALSE(reader.extractFile(QStringLiteral("claim.bin"), vector));
-    EXPECT_LE(vector.capacity(), 64u * 1024u * 1024u);
     QByteArray data;
-    EXPECT_FALSE(reader.extractFile(QStringLiteral("claim.bin"), data));
+    EXPECT_FALSE(reader.extractFile("claim.bin", vector) || reader.extractFile("claim.bin", data));
+    EXPECT_LE(vector.capacity(), 64u * 1024u * 1024u);
     EXPECT_LE(data.capacity(), 64 * 1024 * 1024);
 }
 
@@ -1147,50 +689,35 @@ TEST(ZipUtilLong, EntryOver4GiBRoundTrips)
 {
     if (qEnvironmentVariableIntValue("UTILITY_LONG_TESTS") != 1)
         GTEST_SKIP() << "long test: set UTILITY_LONG_TESTS=1 to run it";
-    QTemporaryDir temp(QDir::tempPath() + QStringLiteral("/ziputil-long-XXXXXX"));
-    const QString source = canonical(temp.path()) + QStringLiteral("/src");
+    QTemporaryDir temp(QDir::tempPath() + "/ziputil-long-XXXXXX");
+    const QString source = canonical(temp.path()) + "/src", zip = temp.path() + "/big.zip", dest = temp.path() + "/out";
     const qint64 size = (Q_INT64_C(4) << 30) + (1 << 20);
-    const QByteArray head("head of a big file");
-    const QByteArray tail("tail of a big file");
+    const QByteArray head("head of a big file"), tail("tail of a big file");
+    writeFile(source + "/small.txt", "small");
     {
-        QDir().mkpath(source);
-        QFile big(source + QStringLiteral("/big.bin"));
-        ASSERT_TRUE(big.open(QIODevice::WriteOnly));
-        ASSERT_TRUE(big.resize(size));
-        big.write(head);
-        ASSERT_TRUE(big.seek(size - tail.size()));
-        big.write(tail);
+        QFile big(source + "/big.bin");
+        ASSERT_TRUE(big.open(QIODevice::WriteOnly) && big.resize(size));
+        ASSERT_TRUE(big.write(head) == head.size() && big.seek(size - tail.size()) && big.write(tail) == tail.size());
     }
-    writeFile(source + QStringLiteral("/small.txt"), "small");
-    const QString zip = temp.path() + QStringLiteral("/big.zip");
     ASSERT_TRUE(ZipUtil::compress(zip, source, true));
     EXPECT_LT(QFileInfo(zip).size(), 64 * 1024 * 1024);
-
     if (!tool("unzip").isEmpty()) {
-        const ToolRun tested = run(tool("unzip"), {QStringLiteral("-tq"), zip});
-        EXPECT_EQ(tested.exitCode, 0) << tested.output.toStdString();
+        const auto tested = run(tool("unzip"), {"-tq", zip});
+        EXPECT_EQ(tested.first, 0) << tested.second.toStdString();
     }
-
-    const QString dest = temp.path() + QStringLiteral("/out");
     ASSERT_TRUE(ZipUtil::decompress(dest, zip));
     {
-        QFile big(dest + QStringLiteral("/big.bin"));
-        ASSERT_TRUE(big.open(QIODevice::ReadOnly));
-        EXPECT_EQ(big.size(), size);
-        EXPECT_EQ(big.read(head.size()), head);
-        ASSERT_TRUE(big.seek(size - tail.size()));
-        EXPECT_EQ(big.read(tail.size()), tail);
+        QFile big(dest + "/big.bin");
+        ASSERT_TRUE(big.open(QIODevice::ReadOnly) && big.size() == size);
+        EXPECT_EQ(big.read(head.size()) + (big.seek(size - tail.size()) ? big.read(tail.size()) : QByteArray()), head + tail);
+        big.remove();
     }
-    QFile::remove(dest + QStringLiteral("/big.bin"));
-
     UnZipUtil reader(zip);
     std::vector<char> data;
-    ASSERT_TRUE(reader.extractFile(QStringLiteral("big.bin"), data));
-    ASSERT_EQ(static_cast<qint64>(data.size()), size);
-    EXPECT_EQ(QByteArray(data.data(), head.size()), head);
-    EXPECT_EQ(QByteArray(data.data() + size - tail.size(), tail.size()), tail);
+    ASSERT_TRUE(reader.extractFile("big.bin", data));
+    ASSERT_EQ(qint64(data.size()), size);
+    EXPECT_EQ(QByteArray(data.data(), head.size()) + QByteArray(data.data() + size - tail.size(), tail.size()), head + tail);
     std::vector<char>().swap(data);
     QByteArray small;
-    EXPECT_TRUE(reader.extractFile(QStringLiteral("small.txt"), small));
-    EXPECT_EQ(small, QByteArray("small"));
+    EXPECT_TRUE(reader.extractFile("small.txt", small) && small == "small");
 }
