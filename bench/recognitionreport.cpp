@@ -18,6 +18,7 @@
 #include <utility/strokeutil.h>
 
 #include "../tests/inkset.h"
+#include "sheet.h"
 
 #include <QFile>
 #include <QGuiApplication>
@@ -169,56 +170,19 @@ int printJson(const QVector<inkset::DataSet> &sets)
     return 0;
 }
 
-// The recognised figure, in pixel coordinates of the scribble.
+// The recognised figure, in pixel coordinates of the scribble: drawn as wbutil
+// and the whiteboard draw it, with the corners of a polygon marked.
 void drawFigure(QPainter &painter, const Result &r)
 {
-    const QRectF &b = r.rect;
-    const QPointF from = b.topLeft();
-    const QPointF to(b.x() + b.width(), b.y() + b.height());
-    switch (r.code) {
-    case 101:
-        painter.drawEllipse(b);
-        break;
-    case 102: {
-        QPolygonF polygon(r.points);
-        painter.drawPolygon(polygon);
+    Recognition recognition;
+    recognition.category = r.code;
+    recognition.rect = r.rect;
+    recognition.corners = r.points;
+    Sheet::drawFigure(painter, recognition, r.connected);
+    if (r.code == 102) {
+        const double radius = 2.5 / painter.transform().m11();
         for (const QPointF &p : r.points)
-            painter.drawEllipse(p, 2.5 / painter.transform().m11(), 2.5 / painter.transform().m11());
-        break;
-    }
-    case 103:
-    case 205:
-    case 115:
-        painter.drawLine(from, to);
-        break;
-    case 114: {
-        // The line, and an arrowhead at its joint end.
-        painter.drawLine(from, to);
-        const QLineF line(to, from);
-        const double head = std::min(line.length() * 0.25, 30.0 / painter.transform().m11());
-        QLineF barb1 = QLineF::fromPolar(head, line.angle() + 25).translated(to);
-        QLineF barb2 = QLineF::fromPolar(head, line.angle() - 25).translated(to);
-        painter.drawLine(barb1);
-        painter.drawLine(barb2);
-        break;
-    }
-    case 203:
-    case 204: {
-        const double y = b.y() + b.height() / 2;
-        const double joint = r.code == 203 ? b.left() : b.right();
-        const double ends = r.code == 203 ? b.right() : b.left();
-        painter.drawLine(QPointF(ends, b.top()), QPointF(joint, y));
-        painter.drawLine(QPointF(joint, y), QPointF(ends, b.bottom()));
-        break;
-    }
-    case 206:
-        for (const QVector<QPointF> &stroke : r.connected) {
-            if (!stroke.isEmpty())
-                painter.drawLine(stroke.first(), stroke.last());
-        }
-        break;
-    default:
-        break;
+            painter.drawEllipse(p, radius, radius);
     }
 }
 
