@@ -249,10 +249,12 @@ bool getIntersection(double a1, double b1, double c1, double a2, double b2, doub
     return result;
 }
 
-bool getIntersection(QPointF p1, QPointF p2, QPointF p3, QPointF p4, QPointF *out)
+namespace {
+
+// Moves four points so that their smallest x and y become 0 and returns the shift:
+// near the origin the products of the coefficient form keep their precision.
+QPointF shiftToOrigin(QPointF &p1, QPointF &p2, QPointF &p3, QPointF &p4)
 {
-    UTILITY_TRACE_ENTER("Util::getIntersection");
-    // Near the origin the products of the coefficient form keep their precision.
     const double minX = std::min(std::min(std::min(p1.x(), p2.x()), p3.x()), p4.x());
     const double minY = std::min(std::min(std::min(p1.y(), p2.y()), p3.y()), p4.y());
     const QPointF shift(minX, minY);
@@ -260,6 +262,16 @@ bool getIntersection(QPointF p1, QPointF p2, QPointF p3, QPointF p4, QPointF *ou
     p2 -= shift;
     p3 -= shift;
     p4 -= shift;
+    return shift;
+}
+
+} // namespace
+
+bool getIntersection(QPointF p1, QPointF p2, QPointF p3, QPointF p4, QPointF *out)
+{
+    UTILITY_TRACE_ENTER("Util::getIntersection");
+    const QPointF shift = shiftToOrigin(p1, p2, p3, p4);
+    const double minX = shift.x(), minY = shift.y();
 
     double a1 = 0, b1 = 0, c1 = 0, a2 = 0, b2 = 0, c2 = 0;
     getLineCoefficient(p1, p2, a1, b1, c1);
@@ -275,13 +287,8 @@ bool getIntersection(QPointF p1, QPointF p2, QPointF p3, QPointF p4, QPointF *ou
 bool intersectLineSegments(QPointF p1, QPointF p2, QPointF p3, QPointF p4, QPointF *out)
 {
     UTILITY_TRACE_ENTER("Util::intersectLineSegments");
-    const double minX = std::min(std::min(std::min(p1.x(), p2.x()), p3.x()), p4.x());
-    const double minY = std::min(std::min(std::min(p1.y(), p2.y()), p3.y()), p4.y());
-    const QPointF shift(minX, minY);
-    p1 -= shift;
-    p2 -= shift;
-    p3 -= shift;
-    p4 -= shift;
+    const QPointF shift = shiftToOrigin(p1, p2, p3, p4);
+    const double minX = shift.x(), minY = shift.y();
 
     const double dx = p2.x() - p1.x(), dy = p2.y() - p1.y(); // along the first segment
     const double ex = p3.x() - p4.x(), ey = p3.y() - p4.y(); // against the second
