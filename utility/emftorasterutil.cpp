@@ -159,22 +159,30 @@ bool rasterise(const QByteArray &svg, const QSize &target, QByteArray &out)
     return true;
 }
 
+// Reads the metafile at path and converts it to SVG; says why when the file
+// holds nothing that can be drawn.
+bool loadPicture(const QString &path, Metafile::Picture &picture)
+{
+    QByteArray data;
+    if (!readMetafile(path, data))
+        return false;
+    const Outcome outcome = convert(data, picture);
+    if (outcome == Outcome::Unsupported)
+        UTILITY_WARN("Metafile holds only EMF+ records, which cannot be drawn: ", path);
+    return outcome == Outcome::Converted;
+}
+
 } // namespace
 
 bool CEmfToRasterUtil::loadEmfFile(const QString &path, QByteArray &out, QSize *size, double scale)
 {
     UTILITY_TRACE_ENTER("CEmfToRasterUtil::loadEmfFile");
     bool ok = false;
-    QByteArray data;
     Metafile::Picture picture;
-    if (readMetafile(path, data)) {
-        const Outcome outcome = convert(data, picture);
-        if (outcome == Outcome::Unsupported)
-            UTILITY_WARN("Metafile holds only EMF+ records, which cannot be drawn: ", path);
+    if (loadPicture(path, picture)) {
         int width = 0;
         int height = 0;
-        if (outcome == Outcome::Converted && truncatedSide(double(picture.width) * scale, width)
-            && truncatedSide(double(picture.height) * scale, height)) {
+        if (truncatedSide(double(picture.width) * scale, width) && truncatedSide(double(picture.height) * scale, height)) {
             if (size)
                 *size = QSize(width, height);
             if (qint64(width) * height > ms_maxPixelCount)
@@ -190,17 +198,10 @@ bool CEmfToRasterUtil::loadEmfFile(const QString &path, QByteArray &out, QSize *
 bool WMFToSVG(const QString &path, QByteArray &svg)
 {
     UTILITY_TRACE_ENTER("WMFToSVG");
-    bool ok = false;
-    QByteArray data;
     Metafile::Picture picture;
-    if (readMetafile(path, data)) {
-        const Outcome outcome = convert(data, picture);
-        if (outcome == Outcome::Unsupported)
-            UTILITY_WARN("Metafile holds only EMF+ records, which cannot be drawn: ", path);
-        ok = outcome == Outcome::Converted;
-        if (ok)
-            svg = picture.svg;
-    }
+    const bool ok = loadPicture(path, picture);
+    if (ok)
+        svg = picture.svg;
     UTILITY_TRACE_RESULT("WMFToSVG", ok);
     return ok;
 }
