@@ -305,7 +305,7 @@ TEST(CabUtil, DecodesNamesAsLatin1UnlessFlaggedUtf8)
 // becomes a separator.
 TEST(CabUtilPrivate, RepairsInvalidUtf8OneReplacementPerBadSequence)
 {
-    const QString r(QChar(QChar::ReplacementCharacter));
+    const QString r = QString(QChar(QChar::ReplacementCharacter));
     struct Case { QByteArray raw; QString expected; bool valid; };
     const Case cases[] = {
         {"plain", "plain", true}, {"\xce\xba\xe1\xbd\xb9\xcf\x83\xce\xbc\xce\xb5", "\u03ba\u1f79\u03c3\u03bc\u03b5", true},
