@@ -127,7 +127,7 @@ TEST(Wbutil, ZipUnzipListRoundTripAndCorruptArchive)
     EXPECT_EQ(b.readAll(), QByteArray("beta"));
 
     const QString corrupt = dir.filePath(QStringLiteral("corrupt.zip"));
-    writeFile(corrupt, QByteArray("PK\x03\x04 this is not really a zip archive", 40));
+    writeFile(corrupt, QByteArray("PK\x03\x04 this is not really a zip archive"));
     const ToolRun bad = wbutil({QStringLiteral("unzip"), corrupt, dir.filePath(QStringLiteral("dest2"))});
     EXPECT_EQ(bad.exitCode, 1);
     EXPECT_EQ(bad.err.count(QLatin1Char('\n')), 1);
