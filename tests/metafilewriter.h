@@ -49,33 +49,20 @@ public:
 
     void record(quint32 type, const QByteArray &payload)
     {
-        QByteArray padded = payload;
-        while (padded.size() % 4)
-            padded.append('\0');
+        const QByteArray padded = payload + QByteArray(-payload.size() & 3, '\0'); // to whole 32-bit words
         m_records.u32(type).u32(quint32(8 + padded.size())).bytes(padded);
         ++m_count;
     }
-    void solidBrush(quint32 index, quint32 colour)
-    {
-        record(39, ByteWriter().u32(index).u32(0).u32(colour).u32(0).data());
-    }
-    void nullPen(quint32 index)
-    {
-        record(38, ByteWriter().u32(index).u32(5).i32(0).i32(0).u32(0).data());
-    }
-    void select(quint32 index) { record(37, ByteWriter().u32(index).data()); }
-    void rectangle(qint32 l, qint32 t, qint32 r, qint32 b)
-    {
-        record(43, ByteWriter().i32(l).i32(t).i32(r).i32(b).data());
-    }
-    // A rectangle (device pixels) filled in the colour given, without a pen.
+    // A rectangle (device pixels) filled in the colour given, without a pen: a
+    // solid brush and a null pen are made (EMR_CREATEBRUSHINDIRECT, EMR_CREATEPEN)
+    // and selected (EMR_SELECTOBJECT), then EMR_RECTANGLE.
     void solidRectangle(qint32 l, qint32 t, qint32 r, qint32 b, quint32 colour)
     {
-        solidBrush(1, colour);
-        select(1);
-        nullPen(2);
-        select(2);
-        rectangle(l, t, r, b);
+        record(39, ByteWriter().u32(1).u32(0).u32(colour).u32(0).data());
+        record(37, ByteWriter().u32(1).data());
+        record(38, ByteWriter().u32(2).u32(5).i32(0).i32(0).u32(0).data());
+        record(37, ByteWriter().u32(2).data());
+        record(43, ByteWriter().i32(l).i32(t).i32(r).i32(b).data());
     }
     // An EMR_COMMENT with an EMF+ header record (as GDI+ writes first).
     void emfPlusHeader()
@@ -87,21 +74,21 @@ public:
     }
 
     // The whole file: header, the records, end of file.
-    QByteArray bytes(quint32 handles = 4) const
+    QByteArray bytes() const
     {
         ByteWriter body;
         body.bytes(m_records.data());
         body.u32(14).u32(20).u32(0).u32(16).u32(20); // EMR_EOF
-        qint32 px[4];
-        for (int i = 0; i < 4; ++i)
-            px[i] = qint32(qBound(qint64(INT32_MIN), qint64(m_frame[i]) * 4 / 100, qint64(INT32_MAX)));
+        const auto px = [this](int i) { // the frame in device pixels
+            return qint32(qBound(qint64(INT32_MIN), qint64(m_frame[i]) * 4 / 100, qint64(INT32_MAX)));
+        };
         ByteWriter header;
         header.u32(1).u32(108);
-        header.i32(px[0]).i32(px[1]).i32(px[2]).i32(px[3]);                       // bounds
+        header.i32(px(0)).i32(px(1)).i32(px(2)).i32(px(3));                       // bounds
         header.i32(m_frame[0]).i32(m_frame[1]).i32(m_frame[2]).i32(m_frame[3]); // frame
         header.u32(0x464D4520).u32(0x10000);
         header.u32(quint32(108 + body.data().size())).u32(quint32(m_count + 2));
-        header.u16(quint16(handles)).u16(0).u32(0).u32(0).u32(0);
+        header.u16(4).u16(0).u32(0).u32(0).u32(0); // handles
         header.i32(1000).i32(1000);   // device pixels
         header.i32(250).i32(250);     // device millimetres
         header.u32(0).u32(0).u32(0);  // pixel format, OpenGL
@@ -120,9 +107,7 @@ class WmfWriter
 public:
     void record(quint16 function, const QByteArray &params)
     {
-        QByteArray padded = params;
-        if (padded.size() % 2)
-            padded.append('\0');
+        const QByteArray padded = params + QByteArray(params.size() & 1, '\0'); // to whole 16-bit words
         const quint32 words = quint32(3 + padded.size() / 2);
         m_records.u32(words).u16(function).bytes(padded);
         m_largest = qMax(m_largest, words);
@@ -134,15 +119,7 @@ public:
             params.i16(v);
         record(function, params.data());
     }
-    void mapMode(qint16 mode) { words(0x0103, {mode}); }
-    void backgroundMode(qint16 mode) { words(0x0102, {mode}); }
-    void textAlign(qint16 align) { words(0x012E, {align}); }
-    void windowOrg(qint16 x, qint16 y) { words(0x020B, {y, x}); }
-    void windowExt(qint16 x, qint16 y) { words(0x020C, {y, x}); }
-    void solidBrush(quint32 colour) { record(0x02FC, ByteWriter().u16(0).u32(colour).u16(0).data()); }
-    void nullPen() { record(0x02FA, ByteWriter().u16(5).i16(0).i16(0).u32(0).data()); }
     void select(qint16 index) { words(0x012D, {index}); }
-    void rectangle(qint16 l, qint16 t, qint16 r, qint16 b) { words(0x041B, {b, r, t, l}); }
     void font(qint16 height, const QByteArray &face, quint8 charset = 0, bool underline = false)
     {
         ByteWriter f;
@@ -153,9 +130,7 @@ public:
     }
     void textOut(qint16 x, qint16 y, const QByteArray &text)
     {
-        QByteArray padded = text;
-        if (padded.size() % 2)
-            padded.append('\0');
+        const QByteArray padded = text + QByteArray(text.size() & 1, '\0');
         record(0x0521, ByteWriter().i16(qint16(text.size())).bytes(padded).i16(y).i16(x).data());
     }
 
@@ -170,7 +145,7 @@ public:
         return header.data() + body.data();
     }
     // The same behind a placeable header with the given bounding box.
-    QByteArray placeable(qint16 l, qint16 t, qint16 r, qint16 b, quint16 unitsPerInch, quint16 objects = 4) const
+    QByteArray placeable(qint16 l, qint16 t, qint16 r, qint16 b, quint16 unitsPerInch) const
     {
         ByteWriter p;
         p.u32(0x9AC6CDD7).u16(0).i16(l).i16(t).i16(r).i16(b).u16(unitsPerInch).u32(0);
@@ -178,7 +153,7 @@ public:
         for (int i = 0; i < 20; i += 2)
             checksum ^= qFromLittleEndian<quint16>(p.data().constData() + i);
         p.u16(checksum);
-        return p.data() + plain(objects);
+        return p.data() + plain();
     }
 
 private:
@@ -193,16 +168,16 @@ inline WmfWriter rectangleWmf(qint16 width, qint16 height, const QRect &rect, qu
 {
     WmfWriter wmf;
     if (window) {
-        wmf.windowOrg(0, 0);
-        wmf.windowExt(width, height);
-        wmf.mapMode(8);
+        wmf.words(0x020B, {0, 0});          // SetWindowOrg
+        wmf.words(0x020C, {height, width}); // SetWindowExt
+        wmf.words(0x0103, {8});             // SetMapMode MM_ANISOTROPIC
     }
-    wmf.backgroundMode(1);
-    wmf.solidBrush(colour);
+    wmf.words(0x0102, {1});                                              // SetBkMode TRANSPARENT
+    wmf.record(0x02FC, ByteWriter().u16(0).u32(colour).u16(0).data());   // CreateBrushIndirect, solid
     wmf.select(0);
-    wmf.nullPen();
+    wmf.record(0x02FA, ByteWriter().u16(5).i16(0).i16(0).u32(0).data()); // CreatePenIndirect, PS_NULL
     wmf.select(1);
-    wmf.rectangle(qint16(rect.left()), qint16(rect.top()), qint16(rect.right() + 1), qint16(rect.bottom() + 1));
+    wmf.words(0x041B, {qint16(rect.bottom() + 1), qint16(rect.right() + 1), qint16(rect.top()), qint16(rect.left())});
     return wmf;
 }
 

@@ -21,33 +21,24 @@ struct StandInsReset
 
 } // namespace
 
-TEST(COsUtil, VersionAndArchitectureQueries)
+// Only a 32-bit process on a 64-bit machine is WOW64; only root or a member of
+// exactly sudo, wheel or admin may elevate.
+TEST(COsUtil, PlatformMappings)
 {
     EXPECT_FALSE(COsUtil::isWindowsVistaOrHigher());
     struct utsname name;
     ASSERT_EQ(::uname(&name), 0);
     EXPECT_EQ(COsUtil::isWow64(), OsUtilPlatform::isWow64Machine(name.machine, int(sizeof(void *))));
-    // Only a 32-bit process on a 64-bit machine is one.
-    struct Case { const char *machine; int pointerBytes; bool expected; };
-    const Case cases[] = {{"x86_64", 4, true},   {"aarch64", 4, true}, {"ppc64le", 4, true}, {"x86_64", 8, false},
-                          {"aarch64", 8, false}, {"i686", 4, false},   {"armv7l", 4, false}, {"", 4, false}};
-    for (const Case &c : cases)
-        EXPECT_EQ(OsUtilPlatform::isWow64Machine(c.machine, c.pointerBytes), c.expected)
-            << c.machine << " with " << c.pointerBytes << "-byte pointers";
-}
-
-TEST(COsUtil, WhoMayElevate)
-{
-    struct Case { unsigned int uid; QStringList groups; bool expected; };
-    const Case cases[] = {
-        {0, {}, true}, {1000, {}, false}, {1000, {"users", "audio"}, false}, {1000, {"users", "sudo"}, true},
-        {1000, {"wheel"}, true}, {1000, {"admin"}, true},
-        // Group names are exact: neither case nor look-alikes count.
-        {1000, {"Sudo", "sudoers", "wheels"}, false},
-    };
-    for (const Case &c : cases)
-        EXPECT_EQ(OsUtilPlatform::mayElevate(c.uid, c.groups), c.expected)
-            << c.uid << " in " << c.groups.join(',').toStdString();
+    struct Wow { const char *machine; int pointerBytes; bool expected; };
+    const Wow machines[] = {{"x86_64", 4, true},   {"aarch64", 4, true}, {"ppc64le", 4, true}, {"x86_64", 8, false},
+                            {"aarch64", 8, false}, {"i686", 4, false},   {"armv7l", 4, false}, {"", 4, false}};
+    for (const Wow &c : machines)
+        EXPECT_EQ(OsUtilPlatform::isWow64Machine(c.machine, c.pointerBytes), c.expected) << c.machine << " " << c.pointerBytes;
+    struct Admin { unsigned int uid; QStringList groups; bool expected; };
+    const Admin users[] = {{0, {}, true}, {1000, {}, false}, {1000, {"users", "audio"}, false}, {1000, {"users", "sudo"}, true},
+                           {1000, {"wheel"}, true}, {1000, {"admin"}, true}, {1000, {"Sudo", "sudoers", "wheels"}, false}};
+    for (const Admin &c : users)
+        EXPECT_EQ(OsUtilPlatform::mayElevate(c.uid, c.groups), c.expected) << c.uid << " in " << c.groups.join(',').toStdString();
 }
 
 // Who may elevate and who is elevated follow the real and the effective user:

@@ -3,11 +3,10 @@
 // reader makes of our output, and the hostile fragments (deep nesting, entities).
 #include <utility/variantutil.h>
 
+#include "filetree.h"
 #include "testsupport.h"
 
 #include <QDateTime>
-#include <QDir>
-#include <QFile>
 #include <QJsonDocument>
 #include <QProcess>
 #include <QStandardPaths>
@@ -30,9 +29,10 @@ struct QtWarnings
     ~QtWarnings() { qInstallMessageHandler(previous); }
 };
 
-QString toXml(const QVariant &value) { return CVariantUtil::variantToXMLFragment(CXMLSerializeInfo(), value); }
+QString toXml(const QVariant &value, const CXMLSerializeInfo &info = {}) { return CVariantUtil::variantToXMLFragment(info, value); }
 QVariant fromXml(const QString &xml) { return CVariantUtil::variantFromXMLFragment(xml); }
-QString plain(const QVariant &value) { return CVariantUtil::deEscape(toXml(value)); }
+// The fragment as markup, its single escape undone.
+QString plain(const QVariant &value, const CXMLSerializeInfo &info = {}) { return CVariantUtil::deEscape(toXml(value, info)); }
 
 // levels arrays around <value>inner</value>.
 QString nestedArrays(int levels, const QString &inner = QStringLiteral("<int>1</int>"))
@@ -42,12 +42,6 @@ QString nestedArrays(int levels, const QString &inner = QStringLiteral("<int>1</
 }
 
 QDateTime local(int y, int mo, int d, int h, int mi, int s) { return QDateTime(QDate(y, mo, d), QTime(h, mi, s)); }
-
-bool writeFile(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(bytes) == bytes.size();
-}
 
 } // namespace
 
@@ -99,10 +93,9 @@ TEST(CVariantUtil, WritesTheGrammarByteForByteAndReadsItBack)
     for (const Case &c : cases) {
         const QString xml = toXml(c.value);
         const QVariant expected = c.readBack.isValid() ? c.readBack : c.value, read = fromXml(xml);
-        EXPECT_EQ(xml, CVariantUtil::escape(QString::fromUtf8(c.fragment))) << c.fragment;
+        EXPECT_EQ(xml, CVariantUtil::escape(QString::fromUtf8(c.fragment))) << c.fragment; // escaped once, as a whole
         EXPECT_TRUE(read == expected && read.userType() == expected.userType()) << c.fragment;
     }
-    EXPECT_EQ(toXml(5), QStringLiteral("&lt;value&gt;&lt;int&gt;5&lt;/int&gt;&lt;/value&gt;"));
     EXPECT_EQ(warnings.messages.join(QLatin1Char(',')).remove(QStringLiteral("Failed to convert unknown variant type: ")),
               QStringLiteral("QVariant::uint,QVariant::QDate,QVariant::QStringList,QVariant::qlonglong,QVariant::Invalid,"
                              "QVariant::uint"));
@@ -153,35 +146,32 @@ TEST(CVariantUtil, ReadsLeniently)
 
 TEST(CVariantUtil, CopiesFilesNamedByStringsIntoTheResourceFolder)
 {
+    using filetree::readFile;
     QTemporaryDir base, elsewhere;
-    ASSERT_TRUE(base.isValid() && elsewhere.isValid() && QDir(base.path()).mkdir(QStringLiteral("res")));
-    const QString source = elsewhere.filePath(QStringLiteral("picture.png"));
-    ASSERT_TRUE(writeFile(source, "not really a picture") && QFile::setPermissions(source, QFileDevice::ReadOwner));
+    const QString source = elsewhere.filePath(QStringLiteral("picture.png")), missing = elsewhere.filePath(QStringLiteral("missing.png"));
+    ASSERT_TRUE(QDir(base.path()).mkdir(QStringLiteral("res")) && filetree::writeFile(source, "not really a picture")
+                && QFile::setPermissions(source, QFileDevice::ReadOwner));
     const CXMLSerializeInfo info(QStringLiteral("doc.xml"), base.path(), QStringLiteral("res"));
-    const QString copy = base.path() + QDir::separator() + QStringLiteral("res/picture.png");
-    const QString extended = source + QStringLiteral("/resources/") + copy,
-                  missing = elsewhere.filePath(QStringLiteral("missing.png"));
-    const auto readAll = [](const QString &path) { QFile f(path); return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray(); };
+    const QString copy = base.path() + QDir::separator() + QStringLiteral("res/picture.png"),
+                  extended = source + QStringLiteral("/resources/") + copy;
 
-    const QString fragment = CVariantUtil::variantToXMLFragment(info, QVariantList{source, missing});
+    const QString fragment = toXml(QVariantList{source, missing}, info);
     EXPECT_EQ(CVariantUtil::deEscape(fragment), QStringLiteral("<value><array><data><value><string>%1</string></value>"
                                                                "<value><string>%2</string></value></data></array></value>")
                                                     .arg(extended, missing));
-    EXPECT_EQ(readAll(copy), QByteArray("not really a picture"));
+    EXPECT_EQ(readFile(copy), QByteArray("not really a picture"));
     EXPECT_TRUE(QFile::permissions(copy) & QFileDevice::WriteOwner); // read-only source, writable copy
     EXPECT_EQ(fromXml(fragment), QVariant(QVariantList{extended, missing}));
 
     // Writing again does not overwrite the copy, and still extends the string.
-    QFile::remove(source);
-    ASSERT_TRUE(writeFile(source, "changed"));
-    EXPECT_EQ(CVariantUtil::deEscape(CVariantUtil::variantToXMLFragment(info, source)),
-              QStringLiteral("<value><string>%1</string></value>").arg(extended));
-    EXPECT_EQ(readAll(copy), QByteArray("not really a picture"));
+    ASSERT_TRUE(QFile::remove(source) && filetree::writeFile(source, "changed"));
+    EXPECT_EQ(plain(source, info), QStringLiteral("<value><string>%1</string></value>").arg(extended));
+    EXPECT_EQ(readFile(copy), QByteArray("not really a picture"));
 
     // Without a resource folder the copy fails silently; the string is extended all the same.
     const CXMLSerializeInfo nowhere(QString(), base.filePath(QStringLiteral("absent")), QStringLiteral("res"));
     const QString target = nowhere.getResourceFolder() + QStringLiteral("/picture.png");
-    EXPECT_EQ(CVariantUtil::deEscape(CVariantUtil::variantToXMLFragment(nowhere, source)),
+    EXPECT_EQ(plain(source, nowhere),
               QStringLiteral("<value><string>%1/resources/%2</string></value>").arg(source, target));
     EXPECT_FALSE(QFile::exists(target));
 }
@@ -241,17 +231,16 @@ TEST(CVariantUtil, AnXmlRpcReaderAgreesOnTheSharedTypes)
     const QVariantList value{42, -7, 3.14159265, 1234567.0, QStringLiteral("h\u00e9llo \"world\""), QString(),
                              QByteArray("\x00\x01\xfe\xff binary", 11), QVariantList{QVariantList{}, 0}, map};
     const QString xml = plain(value).replace(QStringLiteral("map>"), QStringLiteral("struct>"));
-    QTemporaryDir dir;
-    const QString response = dir.filePath(QStringLiteral("response.xml"));
-    ASSERT_TRUE(writeFile(response, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<methodResponse><params><param>"
-                                        + xml.toUtf8() + "</param></params></methodResponse>\n"));
     // Prints the value as JSON, with base64 data as {"base64": hex}.
     const QString script = QStringLiteral(
         "import json, sys, xmlrpc.client\n"
-        "params, method = xmlrpc.client.loads(open(sys.argv[1], 'rb').read())\n"
+        "params, method = xmlrpc.client.loads(sys.stdin.buffer.read())\n"
         "print(json.dumps(params, default=lambda b: {'base64': b.data.hex()}))\n");
     QProcess process;
-    process.start(python, {QStringLiteral("-c"), script, response});
+    process.start(python, {QStringLiteral("-c"), script});
+    process.write("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<methodResponse><params><param>" + xml.toUtf8()
+                  + "</param></params></methodResponse>\n");
+    process.closeWriteChannel();
     ASSERT_TRUE(process.waitForFinished(60000));
     ASSERT_EQ(process.exitCode(), 0) << process.readAllStandardError().toStdString();
     const QJsonDocument expected = QJsonDocument::fromJson(
