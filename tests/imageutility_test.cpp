@@ -79,7 +79,6 @@ TEST(UtilLoadPixmapFromFile, RoutesBySuffixWhateverItsCase)
     // Undecodable content: null, on every route.
     for (const char *name : {"h.png", "i.svg", "j.emf"})
         EXPECT_TRUE(loadAs(name, "not a picture", 1000000).isNull()) << name;
-
 }
 
 TEST(UtilLoadPixmapFromFile, RefusesImagesBeyondTheMemoryLimitBeforeDecoding)

@@ -86,19 +86,22 @@ TEST(COsUtil, ElevationFollowsRealAndEffectiveUser)
 }
 
 // Links are removed as links, never followed: not when met inside the tree, not
-// when named directly. The result is inverted: false means the path is gone.
+// when named directly. Read-only and closed directories are forced as their
+// owner (permission bits made to count, also when the tests run as root). The
+// result is inverted: false means the path is gone.
 TEST(COsUtil, RemovePathDeletesTreesButNeverFollowsLinks)
 {
     QTemporaryDir temp;
     const QString root = temp.path(), outside = root + "/outside", tree = root + "/tree";
-    ASSERT_TRUE(writeFile(outside + "/precious.txt", "keep me"));
-    for (const char *file : {"/a.txt", "/.hidden", "/sub/deep/b.txt", "/sub/readonly.txt"})
-        ASSERT_TRUE(writeFile(tree + file, "x"));
-    ASSERT_TRUE(setMode(tree + "/sub/readonly.txt", 0444) && makeLink(outside, tree + "/to-outside"));
-    ASSERT_TRUE(makeLink("..", tree + "/sub/loop") && makeLink("nowhere", tree + "/dangling"));
-    ASSERT_TRUE(setMode(tree + "/sub/deep", 0555) && setMode(tree + "/sub", 0500));
-    ASSERT_TRUE(makeLink(outside, root + "/link") && writeFile(root + "/single.txt", "s")
-                && setMode(root + "/single.txt", 0));
+    ASSERT_TRUE(writeFiles(root, {{"outside/precious.txt", "keep me"}, {"tree/a.txt", "x"}, {"tree/.hidden", "x"},
+                                  {"tree/sub/deep/b.txt", "x"}, {"tree/sub/readonly.txt", "x"}, {"tree/closed/c.txt", "x"},
+                                  {"single.txt", "s"}}));
+    ASSERT_TRUE(makeLink(outside, tree + "/to-outside") && makeLink("..", tree + "/sub/loop")
+                && makeLink("nowhere", tree + "/dangling") && makeLink(outside, root + "/link"));
+    PermissionsCount guard(root);
+    REQUIRE_PERMISSIONS_COUNT(guard);
+    ASSERT_TRUE(setMode(tree + "/sub/readonly.txt", 0444) && setMode(tree + "/sub/deep", 0555) && setMode(tree + "/sub", 0500)
+                && setMode(tree + "/closed", 0) && setMode(root + "/single.txt", 0));
     for (const QString &path : {tree, root + "/link/", root + "/single.txt"}) {
         EXPECT_FALSE(COsUtil::removePath(path)) << path.toStdString();
         EXPECT_FALSE(present(QDir::cleanPath(path)));
@@ -106,19 +109,6 @@ TEST(COsUtil, RemovePathDeletesTreesButNeverFollowsLinks)
     EXPECT_EQ(readFile(outside + "/precious.txt"), QByteArray("keep me"));
     EXPECT_TRUE(COsUtil::removePath(tree)) << "missing paths report failure";
     EXPECT_TRUE(COsUtil::removePath(QString()));
-}
-
-TEST(COsUtil, RemovePathForcesReadOnlyDirectoriesAsTheirOwner)
-{
-    QTemporaryDir temp;
-    const QString tree = temp.path() + "/tree";
-    ASSERT_TRUE(writeFile(tree + "/locked/inner/file.txt", "x") && writeFile(tree + "/closed/file.txt", "y"));
-    PermissionsCount guard(temp.path());
-    REQUIRE_PERMISSIONS_COUNT(guard);
-    ASSERT_TRUE(setMode(tree + "/locked/inner", 0555) && setMode(tree + "/locked", 0555)
-                && setMode(tree + "/closed", 0));
-    EXPECT_FALSE(COsUtil::removePath(tree));
-    EXPECT_FALSE(present(tree));
 }
 
 // The mask goes through the umask, and files never get an execute bit, as for a
