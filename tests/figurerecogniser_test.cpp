@@ -13,6 +13,7 @@
 #include <cmath>
 #include <limits>
 #include <map>
+#include <set>
 
 using Points = QVector<QPointF>;
 using Strokes = QVector<QVector<QPointF>>;
@@ -46,8 +47,6 @@ public:
     static bool normalizeKite(Points &v) { return R::normalizeKite(v); }
     static void normalizeKiteAux(Points &v) { R::normalizeKiteAux(v); }
     static void normalizeParallelogramOrTrapezium(Points &v, bool h) { R::normalizeParallelogramOrTrapezium(v, h); }
-    static QPointF getCenterPoint(const Points &v) { return R::getCenterPoint(v); }
-    static double getRadius(const Points &v, QPointF c) { return R::getRadius(v, c); }
     static void normalizePentagon(Points &v) { R::normalizePentagon(v); }
     static void normalizeHexagon(Points &v) { R::normalizeHexagon(v); }
 };
@@ -105,7 +104,7 @@ QPointF polar(QPointF c, double radius, double degrees)
 
 double tanDeg(double degrees) { return std::tan(degrees * kPi / 180); }
 
-Points closed(Points corners) { return corners << QPointF(corners.first()); }
+Points closed(Points corners) { return corners.isEmpty() ? corners : corners << QPointF(corners.first()); }
 
 // n corners on a circle, `step` degrees apart.
 Points regular(QPointF center, double radius, int n, double first, double step)
@@ -116,11 +115,11 @@ Points regular(QPointF center, double radius, int n, double first, double step)
     return out;
 }
 
-int classify(const Strokes &strokes, QRectF *rect = nullptr, Points *points = nullptr)
+int classify(const Strokes &strokes, Points *points = nullptr)
 {
-    QRectF r;
+    QRectF rect;
     Points p;
-    return CFigureRecogniser::classifyScribble(strokes, rect ? *rect : r, points ? *points : p, 6, true);
+    return CFigureRecogniser::classifyScribble(strokes, rect, points ? *points : p, 6, true);
 }
 
 } // namespace
@@ -153,7 +152,8 @@ TEST(CFigureRecogniser, AnglesUseTheFiveDecimalPiAndStrictPredicates)
 }
 
 // Whole scribbles through classifyScribble: the code, the box within `tolerance`
-// (not checked when negative) and the number of corners.
+// (not checked when negative), and for a polygon its corners, each once and boxed.
+// Any other code leaves the point list alone.
 TEST(CFigureRecogniser, ScribblesByCategory)
 {
     const double d = 200 / std::sqrt(2.0);
@@ -163,14 +163,23 @@ TEST(CFigureRecogniser, ScribblesByCategory)
     Strokes many;
     for (int k = 0; k < 12; ++k)
         many.append(pen({P(k * 30, 0), P(k * 30 + 10, 40)}));
-    struct Case { const char *name; Strokes strokes; int code; QRectF rect; double tolerance; int corners; };
+    const Points flat = {P(-100, 0), P(100, 0)};
+    const QPointF tilt = polar(P(0, 0), 100, 88);
+    const QPointF steep = polar(P(0, 0), 100, 70);
+    // A hexagon in one stroke. Its closing corner, computed at 390 degrees, ends
+    // 6e-14 from its start.
+    const Points hexagon = pen(regular(P(200, 200), 100, 7, 30, 60));
+    const double w = 100 * std::cos(30 * kPi / 180);
+    const QRectF hexagonBox(200 - w, 100, 2 * w, 200);
+    const Points triangle = pen({P(100, 0), P(10, 150), P(190, 152), P(100, 0)});
+    const Points square = pen({P(0, 0), P(0, 120), P(130, 120), P(130, 0), P(0, 0)});
+    struct Case { const char *name; Strokes strokes; int code; QRectF rect; double tolerance; int corners;
+                  int limit = 6; };
     const Case cases[] = {
         {"line", {pen({P(0, 0), P(100, 5)})}, 205, QRectF(0, 0, 100, 5), 0, 0},
         {"line drawn back keeps its direction", {pen({P(100, 5), P(0, 0)})}, 205, QRectF(100, 5, -100, -5), 0, 0},
         {"10 degrees", {pen({P(0, 0), P(200, 200 * tanDeg(10))})}, 103, QRectF(0, 0, 200, 200 * tanDeg(10)), 1e-9, 0},
-        {"9.9 degrees", {pen({P(0, 0), P(200, -200 * tanDeg(9.9))})}, 205, QRectF(0, 0, 200, -200 * tanDeg(9.9)), 1e-9,
-         0},
-        {"steep", {pen({P(0, 0), P(3, 150)})}, 103, QRectF(0, 0, 3, 150), 0, 0},
+        {"9.9 up", {pen({P(0, 0), P(200, -200 * tanDeg(9.9))})}, 205, QRectF(0, 0, 200, -200 * tanDeg(9.9)), 1e-9, 0},
         // A lone point is a line of length zero, not within 10 degrees of horizontal
         // (its angle is the zero vector's 90.00008).
         {"one point", {{P(7, 8)}}, 103, QRectF(7, 8, 0, 0), 0, 0},
@@ -179,9 +188,16 @@ TEST(CFigureRecogniser, ScribblesByCategory)
         // the first quadrant, where both are at 45 degrees, so they differ by 0, not
         // 90. The box is the first stroke's.
         {"X", {pen({P(0, 0), P(d, d)}), pen({P(d, 0), P(0, d)})}, 206, QRectF(0, 0, d, d), 1e-9, 0},
+        // Perpendicular only when one stroke is axis-aligned: 2 degrees off is
+        // within the 10 degrees, 20 is not.
+        {"crossing at 88 degrees", {flat, {-tilt, tilt}}, 0, {}, -1, 0},
+        {"crossing at 70 degrees", {flat, {-steep, steep}}, 206, QRectF(-100, 0, 200, 0), 0, 0},
         // An exact "+" crosses (zero-height boxes meet) and is perpendicular, but the
         // joining steps leave it no figure.
         {"+", {pen({P(0, 50), P(100, 50)}), pen({P(50, 0), P(50, 100)})}, 0, {}, -1, 0},
+        // Two lines that do not cross, and a crossing stroke that is not straight.
+        {"parallel", {{P(0, 0), P(100, 0)}, {P(0, 10), P(100, 10)}}, 0, {}, -1, 0},
+        {"bent", {{P(0, 0), P(100, 100)}, {P(100, 0), P(20, 40), P(0, 100)}}, 0, {}, -1, 0},
         // Four sides drawn separately, each reaching a little past the next: joined,
         // closed, a square.
         {"four sides",
@@ -193,9 +209,14 @@ TEST(CFigureRecogniser, ScribblesByCategory)
         {"arrow", {pen({P(0, 100), P(150, 100)}), pen({P(90, 40), P(152, 100), P(90, 160)})}, 114,
          QRectF(0, 100, 152, 0), 2.0, 0},
         {"circle: too many corners", {regular(P(0, 0), 80, 91, 0, 4)}, 101, QRectF(-80, -80, 160, 160), 2.0, 0},
-        {"triangle, counter-clockwise from the top", {pen({P(100, 0), P(10, 150), P(190, 152), P(100, 0)})}, 102, {},
-         -1, 3},
-        {"square from a corner", {pen({P(0, 0), P(0, 120), P(130, 120), P(130, 0), P(0, 0)})}, 102, {}, -1, 4},
+        // Six corners against a limit of 5 and of 6; the box of a 101 is the joined stroke's.
+        {"hexagon, limit 5", {hexagon}, 101, hexagonBox, 2.0, 0, 5},
+        {"hexagon, limit 6", {hexagon}, 102, {}, -1, 6},
+        // Expected: a side parallel to the chord being divided ties with its corner, and rounding picks a side point.
+        {"hexagon closed exactly", {pen(closed(regular(P(200, 200), 100, 6, 30, 60)))}, 101, hexagonBox, 2.0, 0},
+        {"triangle, counter-clockwise from the top", {triangle}, 102, {}, -1, 3},
+        {"triangle, limit 2", {triangle}, 101, {}, -1, 0, 2},
+        {"square from a corner", {square}, 102, {}, -1, 4},
         {"every point three times", {tripled}, 102, {}, -1, 3},
         // Two dots on one place: nothing is nearer than a tenth of no length, so they
         // do not join, and two dots are no figure.
@@ -204,20 +225,31 @@ TEST(CFigureRecogniser, ScribblesByCategory)
     };
     for (const Case &c : cases) {
         QRectF rect;
-        Points corners;
-        EXPECT_EQ(classify(c.strokes, &rect, &corners), c.code) << c.name;
+        Points points = {P(-1, -1)};
+        EXPECT_EQ(CFigureRecogniser::classifyScribble(c.strokes, rect, points, c.limit, true), c.code) << c.name;
         if (c.tolerance >= 0)
             EXPECT_TRUE(sameRect(rect, c.rect, c.tolerance)) << c.name;
-        EXPECT_EQ(corners.size(), c.corners) << c.name;
+        if (c.code != 102) {
+            EXPECT_TRUE(samePoints(points, {P(-1, -1)})) << c.name;
+            continue;
+        }
+        EXPECT_EQ(points.size(), c.corners) << c.name;
+        EXPECT_NE(points.first(), points.last()) << c.name;
+        EXPECT_TRUE(sameRect(rect, A::getStrokeRectBound(points), 1e-9)) << c.name;
     }
+    // Unless asked to normalise, a polygon keeps its corners as found (normalised,
+    // this one becomes a square of 130).
+    QRectF rect;
+    Points corners;
+    EXPECT_EQ(CFigureRecogniser::classifyScribble({square}, rect, corners, 6, false), 102);
+    EXPECT_TRUE(samePoints(corners, {P(130, 0), P(0, 0), P(0, 120), P(130, 120)}));
     // Joining gives up on more than four strokes.
     Strokes apart;
     for (int k = 0; k < 5; ++k)
         apart.append({P(1000 * k, 0), P(1000 * k + 100, 0)});
     EXPECT_FALSE(A::makeConnectedStroke(apart));
     apart.resize(3);
-    EXPECT_TRUE(A::makeConnectedStroke(apart));
-    EXPECT_EQ(apart.size(), 3);
+    EXPECT_TRUE(A::makeConnectedStroke(apart) && apart.size() == 3);
 }
 
 TEST(CFigureRecogniser, OneOpenStroke)
@@ -236,7 +268,6 @@ TEST(CFigureRecogniser, OneOpenStroke)
         {"barb, long arm second", {P(30, 40), P(0, 0), P(100, 0)}, 114, QRectF(100, 0, -100, 0)},
         // A little under twice: a caret opening right, its box's height centred on the joint.
         {"just under ratio 2", {P(199.9, 0), P(0, 0), P(60, 80)}, 203, QRectF(0, -40, 100, 80)},
-        {"barb at 30 degrees", {P(0, 0), P(100, 0), P(100, 0) + polar(P(0, 0), 45, 150)}, 114, QRectF(0, 0, 100, 0)},
         // Comparable arms whose joint is the lowest or highest point: not a figure.
         {"V opening up", {P(-60, -100), P(0, 0), P(61, -99)}, 0, {}},
         {"caret opening down", {P(-60, 100), P(0, 0), P(61, 99)}, 0, {}},
@@ -258,21 +289,6 @@ TEST(CFigureRecogniser, OneOpenStroke)
         if (c.code != 0)
             EXPECT_TRUE(sameRect(rect, c.rect, 1e-9)) << c.name;
     }
-}
-
-TEST(CFigureRecogniser, TwoCrossingStrokes)
-{
-    // Perpendicular only when one stroke is axis-aligned: within 10 degrees of 90 says no.
-    const Points flat = {P(-100, 0), P(100, 0)};
-    const QPointF tilt = polar(P(0, 0), 100, 88);
-    const QPointF steep = polar(P(0, 0), 100, 70);
-    QRectF rect;
-    EXPECT_EQ(A::checkOpenStroke(flat, {-tilt, tilt}, rect), 0);
-    EXPECT_EQ(A::checkOpenStroke(flat, {-steep, steep}, rect), 206);
-    EXPECT_EQ(A::checkOpenStroke({P(0, 50), P(100, 50)}, {P(50, 0), P(50, 100)}, rect), 0); // an exact "+"
-    // Strokes that do not cross, or a stroke that is not straight.
-    EXPECT_EQ(A::checkOpenStroke({P(0, 0), P(100, 0)}, {P(0, 10), P(100, 10)}, rect), 0);
-    EXPECT_EQ(A::checkOpenStroke({P(0, 0), P(100, 100)}, {P(100, 0), P(20, 40), P(0, 100)}, rect), 0);
 }
 
 TEST(CFigureRecogniser, CrossingsNearTheEndsJoinAndCutTheOvershoot)
@@ -370,6 +386,7 @@ TEST(CFigureRecogniser, CornerListRules)
     const Rule triangle = A::normalizeTriangle, quadrangle = A::normalizeQuadrangle, kite = A::normalizeKiteAux;
     const Rule flat = [](Points &v) { A::normalizeParallelogramOrTrapezium(v, true); };
     const Rule upright = [](Points &v) { A::normalizeParallelogramOrTrapezium(v, false); };
+    const Rule pentagon = A::normalizePentagon, hexagon = A::normalizeHexagon;
     struct Case { const char *name; Rule rule; Points corners, expected; }; // open lists, closed below; none: unchanged
     const double h155 = 50 * tanDeg(12.5); // a 155-degree corner
     const double t5 = 100 * tanDeg(5);
@@ -378,6 +395,16 @@ TEST(CFigureRecogniser, CornerListRules)
     const Points sq = {P(0, 0), P(100, 0), P(100, 100), P(0, 100)};
     const Points sqFrom1 = {P(100, 0), P(100, 100), P(0, 100), P(0, 0)};
     const Points bevelled = {P(5, 0), P(95, 0), P(100, 5), P(100, 95), P(95, 100), P(5, 100), P(0, 95), P(0, 5)};
+    const QPointF o(100, 100);
+    Points lopsided;
+    for (int k = 0; k < 5; ++k)
+        lopsided.append(polar(o, 50 + 3 * (k % 2), 92 + 72 * k));
+    QPointF g; // its centre and mean radius, the closing point not counted
+    for (const QPointF &p : lopsided)
+        g += p / 5.0;
+    double r = 0;
+    for (const QPointF &p : lopsided)
+        r += QLineF(g, p).length() / 5;
     const Case cases[] = {
         // Every corner cut off: the bevels merge into corners at their middles,
         // including the one across the closing point; starting on a bevel, the list
@@ -439,39 +466,48 @@ TEST(CFigureRecogniser, CornerListRules)
          {P(102.5, 60), P(-2.5, 60), P(22.5, 0), P(127.5, 0)}},
         {"upright parallelogram", upright, {P(0, 0), P(0, 100), P(60, 130), P(60, 20)},
          {P(0, -2.5), P(0, 102.5), P(60, 127.5), P(60, 22.5)}},
+        // A pentagon whose lowest corner is nearly below its centre points down: a
+        // regular one from straight below, and the closing point comes round again.
+        {"pentagon", pentagon, lopsided, regular(g, r, 5, 90, 72)},
+        // Hexagons keep flat tops, or upright sides (corners at 30 and 330 degrees), as drawn.
+        {"hexagon with a flat top", hexagon, regular(o, 60, 6, 3, 60), regular(o, 60, 6, 0, 60)},
+        {"hexagon with upright sides", hexagon, regular(o, 60, 6, 27, 60), regular(o, 60, 6, 30, 60)},
+        {"no hexagon", hexagon, {}, {}},
     };
     for (const Case &c : cases) {
         Points v = closed(c.corners);
         c.rule(v);
-        EXPECT_TRUE(samePoints(v, closed(c.expected.isEmpty() ? c.corners : c.expected), 1e-12)) << c.name;
+        EXPECT_TRUE(samePoints(v, closed(c.expected.isEmpty() ? c.corners : c.expected), 1e-9)) << c.name;
     }
 }
 
 TEST(CFigureRecogniser, KitesAndRectanglesByTheirLean)
 {
-    auto rotated = [](const Points &corners, double degrees, QPointF center) {
-        Points out;
-        for (const QPointF &p : corners)
-            out.append(polar(center, QLineF(center, p).length(), -QLineF(center, p).angle() + degrees));
-        return out;
-    };
+    // A diamond with diagonals 200 and 120 about o, turned by `degrees`, listed from
+    // its left corner or from its top one.
     const QPointF o(200, 200);
-    const Points diamond = {o + P(-100, 0), o + P(0, -60), o + P(100, 0), o + P(0, 60)};
-    // Diagonals 20 degrees off the axes: a kite, made exact, both diagonals halved;
-    // 35 degrees: not a kite.
-    Points v = closed(rotated(diamond, 20, o));
+    auto diamond = [o](double degrees, int first) {
+        Points corners;
+        for (int k = first; k < first + 4; ++k)
+            corners.append(polar(o, k % 2 ? 60 : 100, degrees + 180 + 90 * k));
+        return closed(corners);
+    };
+    // Made exact: diagonal 0-2 horizontal and 1-3 vertical, both through o, the middle of each.
+    auto exact = [](const Points &d) {
+        return closed({P(d[0].x(), 200), P(200, d[1].y()), P(d[2].x(), 200), P(200, d[3].y())});
+    };
+    // Diagonals 20 degrees off the axes: a kite, made exact; 35 degrees: not a kite, left alone.
+    Points v = diamond(20, 0);
     EXPECT_TRUE(A::normalizeKite(v));
-    const QPointF middle = (v[0] + v[2]) / 2;
-    EXPECT_TRUE(samePoints({v[2], v[1], v[3]}, {P(v[2].x(), v[0].y()), P(middle.x(), v[1].y()),
-                                                P(middle.x(), 2 * middle.y() - v[1].y())}, 1e-9));
-    v = closed(rotated(diamond, 35, o));
+    EXPECT_TRUE(samePoints(v, exact(diamond(20, 0)), 1e-9));
+    v = diamond(35, 0);
     EXPECT_FALSE(A::normalizeKite(v));
-    // With the vertical diagonal first, the list is turned by one corner: corner 0
-    // is now the right-hand corner.
-    v = closed(rotated(diamond.mid(1) + diamond.mid(0, 1), 10, o));
+    EXPECT_TRUE(samePoints(v, diamond(35, 0)));
+    // With the vertical diagonal first, the list is turned by one corner to start on
+    // the right-hand corner.
+    v = diamond(10, 1);
     EXPECT_TRUE(A::normalizeKite(v));
-    EXPECT_NEAR(v[0].y(), v[2].y(), 1e-12);
-    EXPECT_GT(v[0].x(), v[2].x() + 150);
+    EXPECT_TRUE(samePoints(v, exact(diamond(10, 2)), 1e-9));
 
     // Sides 12 degrees off horizontal and 14 off vertical: a rectangle when the
     // horizontal pair leads (upright sides may lean 15); turned by 90 degrees the
@@ -479,46 +515,17 @@ TEST(CFigureRecogniser, KitesAndRectanglesByTheirLean)
     const double t12 = 100 * tanDeg(12);
     const double t14 = 80 * tanDeg(14);
     const Points leaning = {P(0, 0), P(100, t12), P(100 - t14, t12 + 80), P(-t14, 80)};
-    for (const auto &c : {std::make_pair(0.0, 4), std::make_pair(90.0, 2)}) {
-        v = closed(rotated(leaning, c.first, P(0, 0)));
+    Points turned;
+    for (const QPointF &p : leaning)
+        turned.append(P(-p.y(), p.x()));
+    for (const auto &c : {std::make_pair(leaning, 4), std::make_pair(turned, 2)}) {
+        v = closed(c.first);
         A::normalizeQuadrangle(v);
         int axisAligned = 0;
         for (int k = 0; k < 4; ++k)
             axisAligned += v[k + 1].x() == v[k].x() || v[k + 1].y() == v[k].y();
         EXPECT_EQ(axisAligned, c.second) << text(v);
     }
-}
-
-TEST(CFigureRecogniser, RegularPolygons)
-{
-    const QPointF o(100, 100);
-    // A pentagon whose lowest corner is nearly below the centroid points down:
-    // corner 0 goes straight below the centre at the mean radius, to which the
-    // closing point does not count, and the closing point comes round again.
-    Points v;
-    for (int k = 0; k < 5; ++k)
-        v.append(polar(o, 50 + 3 * (k % 2), 92 + 72 * k));
-    v = closed(v);
-    const QPointF center = A::getCenterPoint(v);
-    double radius = 0;
-    for (int k = 0; k < 5; ++k)
-        radius += QLineF(center, v[k]).length() / 5;
-    EXPECT_DOUBLE_EQ(A::getRadius(v, center), radius);
-    A::normalizePentagon(v);
-    ASSERT_EQ(v.size(), 6);
-    EXPECT_TRUE(samePoints({v[0], v[5]}, {center + P(0, radius), center + P(0, radius)}, 1e-9));
-
-    // Hexagons keep flat tops, or upright sides (corners at 30 and 330 degrees), as drawn.
-    v = closed(regular(o, 60, 6, 3, 60));
-    A::normalizeHexagon(v);
-    EXPECT_TRUE(samePoints({v[0], v[1]}, {P(v[0].x(), o.y()), P(v[1].x(), v[2].y())}, 1e-9));
-    v = closed(regular(o, 60, 6, 27, 60));
-    A::normalizeHexagon(v);
-    EXPECT_NEAR(v[0].x(), v[5].x(), 1e-9);
-    EXPECT_GT(v[0].y(), o.y());
-    Points empty;
-    A::normalizeHexagon(empty);
-    EXPECT_TRUE(empty.isEmpty());
 }
 
 TEST(CFigureRecogniser, CornerListValidity)
@@ -545,42 +552,22 @@ TEST(CFigureRecogniser, CornerListValidity)
     EXPECT_EQ(A::classifyCloseFigure(v, 6, false), 0);
 }
 
-TEST(CFigureRecogniser, ClosedStrokesBecomePolygons)
+TEST(CFigureRecogniser, PentagramBecomesARegularStar)
 {
-    // A hexagon in one stroke: 101 beyond a limit of 4, leaving `points` alone;
-    // with 6, six corners without a closing repeat, boxed by the regularised corners.
-    const Strokes hexagon = {pen(regular(P(200, 200), 100, 7, 30, 60))};
-    QRectF rect;
-    Points points = {P(-1, -1)};
-    EXPECT_EQ(CFigureRecogniser::classifyScribble(hexagon, rect, points, 4, true), 101);
-    EXPECT_TRUE(samePoints(points, {P(-1, -1)}));
-    const double w = 100 * std::cos(30 * kPi / 180);
-    EXPECT_TRUE(sameRect(rect, QRectF(200 - w, 100, 2 * w, 200), 2.0));
-    EXPECT_EQ(CFigureRecogniser::classifyScribble(hexagon, rect, points, 6, true), 102);
-    ASSERT_EQ(points.size(), 6);
-    EXPECT_NE(points.first(), points.last());
-    EXPECT_TRUE(sameRect(rect, A::getStrokeRectBound(points), 1e-9));
-
-    // A pentagram drawn from its top point, 5 pixels off a regular one here and
-    // there: five corners on one circle, 144 degrees apart, one straight above the centre.
+    // Drawn from its top point, 5 pixels off a regular one here and there: five
+    // corners on one circle, 144 degrees apart, from the one after the top point,
+    // which closed the list and was dropped with the closing repeat.
     Points tips;
     for (int k = 0; k <= 5; ++k)
         tips.append(polar(P(300, 300), 150 + (k % 2 ? 5 : -3), -90 + 144 * k));
     tips.last() = tips.first();
-    ASSERT_EQ(classify({pen(tips)}, nullptr, &points), 102);
+    Points points;
+    ASSERT_EQ(classify({pen(tips)}, &points), 102);
     ASSERT_EQ(points.size(), 5);
     QPointF center;
     for (const QPointF &p : points)
         center += p / 5.0;
-    const double radius = QLineF(center, points[0]).length();
-    bool top = false;
-    for (int k = 0; k < 5; ++k) {
-        EXPECT_NEAR(QLineF(center, points[k]).length(), radius, 1e-9);
-        const double turn = QLineF(center, points[k]).angleTo(QLineF(center, points[(k + 1) % 5]));
-        EXPECT_NEAR(std::min(turn, 360 - turn), 144.0, 1e-3) << k;
-        top = top || (std::fabs(points[k].x() - center.x()) < 1e-6 && points[k].y() < center.y());
-    }
-    EXPECT_TRUE(top);
+    EXPECT_TRUE(samePoints(points, regular(center, QLineF(center, points[0]).length(), 5, 54, 144), 1e-9));
 }
 
 TEST(CFigureRecogniser, InputNoPenDrawsIsNotAFigure)
@@ -609,29 +596,14 @@ TEST(CFigureRecogniser, InputNoPenDrawsIsNotAFigure)
     A::makeSmoothPoints({{}, {P(0, 0), P(50, 0)}}, out, 0.1);
     EXPECT_EQ(out, Strokes({{}, {P(0, 0), P(50, 0)}}));
 
-    // Huge and tiny coordinates, and pseudo-random scribbles with any count of
-    // strokes and points, repeated points, and a vertex limit below 3: a known code.
-    const int codes[] = {0, 101, 102, 103, 114, 115, 203, 204, 205, 206};
-    auto known = [&](int code) { return std::find(std::begin(codes), std::end(codes), code) != std::end(codes); };
+    // Huge and tiny coordinates: a known code. (Arbitrary point lists are left to the
+    // recogniser's fuzz harness.)
+    const std::set<int> codes = {0, 101, 102, 103, 114, 115, 203, 204, 205, 206};
+    auto known = [&codes](int code) { return codes.count(code) == 1; };
     EXPECT_TRUE(known(classify({{P(0, 0)}, {P(50, 50)}, {P(0, 0)}})));
     EXPECT_TRUE(known(classify({{P(1e300, 1e300), P(-1e300, 1e300), P(0, -1e300), P(1e300, 1e300)}})));
     EXPECT_TRUE(known(classify({{P(1e-300, 0), P(0, 1e-300), P(-1e-300, 0)}})));
     EXPECT_TRUE(known(classify({{P(1e300, 0), P(-1e300, 0)}, {P(0, 1e300), P(0, -1e300)}})));
-    quint32 seed = 12345;
-    auto next = [&seed]() { return (seed = seed * 1664525u + 1013904223u) >> 8; };
-    for (int round = 0; round < 400; ++round) {
-        Strokes strokes(1 + next() % 4);
-        for (Points &stroke : strokes)
-            for (int i = 0, n = 1 + next() % 40; i < n; ++i)
-                stroke.append(P(double(next() % 200), double(next() % 200)));
-        QRectF rect;
-        Points points;
-        const int limit = int(next() % 8) - 1;
-        const int code = CFigureRecogniser::classifyScribble(strokes, rect, points, limit, round % 2 == 0);
-        EXPECT_TRUE(known(code)) << code;
-        if (code == 102)
-            EXPECT_TRUE(points.size() >= 3 && points.size() <= limit) << points.size() << " corners, limit " << limit;
-    }
 }
 
 TEST(CFigureRecogniser, TracesEveryStageItEnters)

@@ -23,6 +23,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QPointF>
+#include <QPolygonF>
 #include <QString>
 #include <QStringList>
 #include <QVector>
@@ -57,13 +58,11 @@ inline bool readJsonLines(const QString &path, QVector<Scribble> &scribbles, QSt
             *error = QStringLiteral("cannot open %1").arg(path);
         return false;
     }
-    int lineNumber = 0;
-    while (!file.atEnd()) {
+    for (int lineNumber = 1; !file.atEnd(); ++lineNumber) {
         const QByteArray line = file.readLine().trimmed();
-        ++lineNumber;
         if (line.isEmpty())
             continue;
-        QJsonParseError parseError;
+        QJsonParseError parseError{};
         const QJsonDocument document = QJsonDocument::fromJson(line, &parseError);
         if (!document.isObject()) {
             if (error)
@@ -71,16 +70,11 @@ inline bool readJsonLines(const QString &path, QVector<Scribble> &scribbles, QSt
             return false;
         }
         const QJsonObject object = document.object();
-        Scribble scribble;
-        scribble.id = object.value(QStringLiteral("id")).toString();
-        scribble.label = object.value(QStringLiteral("label")).toString();
-        const QJsonArray strokes = object.value(QStringLiteral("strokes")).toArray();
-        scribble.strokes.reserve(strokes.size());
-        for (const QJsonValue &strokeValue : strokes) {
-            const QJsonArray points = strokeValue.toArray();
+        Scribble scribble{object.value(QStringLiteral("id")).toString(),
+                          object.value(QStringLiteral("label")).toString(), {}};
+        for (const QJsonValue &strokeValue : object.value(QStringLiteral("strokes")).toArray()) {
             QVector<QPointF> stroke;
-            stroke.reserve(points.size());
-            for (const QJsonValue &pointValue : points) {
+            for (const QJsonValue &pointValue : strokeValue.toArray()) {
                 const QJsonArray xy = pointValue.toArray();
                 stroke.append(QPointF(xy.at(0).toDouble(), xy.at(1).toDouble()));
             }
@@ -94,28 +88,16 @@ inline bool readJsonLines(const QString &path, QVector<Scribble> &scribbles, QSt
 // The longer side of the scribble's bounding box, in its own units.
 inline double longerSide(const Scribble &scribble)
 {
-    double minX = 0, minY = 0, maxX = 0, maxY = 0;
-    bool first = true;
-    for (const QVector<QPointF> &stroke : scribble.strokes) {
-        for (const QPointF &p : stroke) {
-            if (first) {
-                minX = maxX = p.x();
-                minY = maxY = p.y();
-                first = false;
-            }
-            minX = std::min(minX, p.x());
-            maxX = std::max(maxX, p.x());
-            minY = std::min(minY, p.y());
-            maxY = std::max(maxY, p.y());
-        }
-    }
-    return std::max(maxX - minX, maxY - minY);
+    QPolygonF all;
+    for (const QVector<QPointF> &stroke : scribble.strokes)
+        all += QPolygonF(stroke);
+    const QRectF box = all.boundingRect();
+    return std::max(box.width(), box.height());
 }
 
 inline double pixelScale(const QVector<Scribble> &scribbles, double medianPixels = kMedianFigurePixels)
 {
     std::vector<double> sides;
-    sides.reserve(scribbles.size());
     for (const Scribble &scribble : scribbles)
         sides.push_back(longerSide(scribble));
     if (sides.empty())
@@ -128,14 +110,10 @@ inline double pixelScale(const QVector<Scribble> &scribbles, double medianPixels
 
 inline QVector<QVector<QPointF>> toPixels(const QVector<QVector<QPointF>> &strokes, double scale)
 {
-    QVector<QVector<QPointF>> pixels;
-    pixels.reserve(strokes.size());
-    for (const QVector<QPointF> &stroke : strokes) {
-        QVector<QPointF> out;
-        out.reserve(stroke.size());
-        for (const QPointF &p : stroke)
-            out.append(QPointF(std::round(p.x() * scale), std::round(p.y() * scale)));
-        pixels.append(out);
+    QVector<QVector<QPointF>> pixels = strokes;
+    for (QVector<QPointF> &stroke : pixels) {
+        for (QPointF &p : stroke)
+            p = QPointF(std::round(p.x() * scale), std::round(p.y() * scale));
     }
     return pixels;
 }
