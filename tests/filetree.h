@@ -2,13 +2,16 @@
 #define UTILITY_TESTS_FILETREE_H
 
 // Small helpers for tests that build real file trees in a temporary directory:
-// files, links, FIFOs, and a way to make permission bits count while the
-// tests run as root (root ignores them).
+// files, links, FIFOs, a way to make permission bits count while the tests run
+// as root (root ignores them), and the outside tools that check our archives.
 
 #include <QByteArray>
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QProcess>
+#include <QStandardPaths>
 #include <QString>
 #include <QStringList>
 
@@ -24,10 +27,8 @@
 #include <string>
 #include <utility>
 
-#include <dirent.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/types.h>
 #include <unistd.h>
 
 // Readable failure messages for names and listings. Internal linkage, so that
@@ -44,14 +45,15 @@ inline QByteArray native(const QString &path)
     return QFile::encodeName(path);
 }
 
-// Writes data to path, creating the parent directories.
-inline bool writeFile(const QString &path, const QByteArray &data)
+// Writes data to path, creating the parent directories, and dates it when a
+// modification time is given.
+inline bool writeFile(const QString &path, const QByteArray &data, const QDateTime &modified = QDateTime())
 {
     QDir().mkpath(QFileInfo(path).absolutePath());
     QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(data) != data.size() || !file.flush())
         return false;
-    return file.write(data) == data.size();
+    return !modified.isValid() || file.setFileTime(modified, QFileDevice::FileModificationTime);
 }
 
 // Writes each relative name with its contents below base.
@@ -133,28 +135,16 @@ inline bool setMode(const QString &path, int mode)
 inline QStringList listing(const QString &dir, const QString &prefix = QString())
 {
     QStringList result;
-    DIR *handle = ::opendir(native(dir).constData());
-    if (!handle)
-        return result;
-    while (struct dirent *entry = ::readdir(handle)) {
-        const QString name = QFile::decodeName(entry->d_name);
-        if (name == QLatin1String(".") || name == QLatin1String(".."))
-            continue;
-        const QString path = dir + QLatin1Char('/') + name;
-        const QString relative = prefix + name;
-        struct stat st;
-        if (::lstat(native(path).constData(), &st) != 0)
-            continue;
-        if (S_ISLNK(st.st_mode)) {
+    const QStringList names = QDir(dir).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    for (const QString &name : names) {
+        const QString path = dir + QLatin1Char('/') + name, relative = prefix + name;
+        if (isLink(path))
             result << relative + QStringLiteral(" -> ") + linkTarget(path);
-        } else if (S_ISDIR(st.st_mode)) {
-            result << relative + QLatin1Char('/');
-            result << listing(path, relative + QLatin1Char('/'));
-        } else {
+        else if (QFileInfo(path).isDir())
+            result << relative + QLatin1Char('/') << listing(path, relative + QLatin1Char('/'));
+        else
             result << relative;
-        }
     }
-    ::closedir(handle);
     result.sort();
     return result;
 }
@@ -259,7 +249,35 @@ private:
     bool m_ok = false;
 };
 
+// The full path of an installed program, or an empty string.
+inline QString tool(const char *name)
+{
+    return QStandardPaths::findExecutable(QString::fromLatin1(name));
+}
+
+// Runs a program to its end: exit code (-1 when it did not finish normally) and
+// its merged output.
+inline std::pair<int, QByteArray> run(const QString &program, const QStringList &arguments,
+                                      const QString &workingDirectory = QString(), const QByteArray &input = QByteArray())
+{
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.setWorkingDirectory(workingDirectory);
+    process.start(program, arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    if (!process.waitForStarted() || !process.waitForFinished(600000) || process.exitStatus() != QProcess::NormalExit)
+        return {-1, process.readAll()};
+    return {process.exitCode(), process.readAll()};
+}
+
 } // namespace filetree
+
+#define REQUIRE_TOOL(name)                                                                        \
+    do {                                                                                         \
+        if (filetree::tool(name).isEmpty())                                                      \
+            GTEST_SKIP() << name << " is not installed (scripts/install-deps installs it)";      \
+    } while (false)
 
 #define REQUIRE_PERMISSIONS_COUNT(guard)                                                       \
     do {                                                                                       \

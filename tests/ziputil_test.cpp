@@ -9,10 +9,6 @@
 #include <utility/ziputil.h>
 
 #include <QCryptographicHash>
-#include <QDateTime>
-#include <QDirIterator>
-#include <QProcess>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 
 #include <gmock/gmock.h>
@@ -22,8 +18,8 @@
 #include <algorithm>
 #include <random>
 
+using namespace filetree;
 using bytes::put;
-using filetree::readFile;
 using testsupport::CapturedLog;
 using ::testing::HasSubstr;
 using ::testing::UnorderedElementsAre;
@@ -38,63 +34,10 @@ QByteArray randomBytes(int size, unsigned seed)
     return data;
 }
 
-void writeFile(const QString &path, const QByteArray &data, const QDateTime &modified = QDateTime())
-{
-    ASSERT_TRUE(filetree::writeFile(path, data)) << path.toStdString();
-    QFile file(path);
-    ASSERT_TRUE(!modified.isValid() || (file.open(QIODevice::Append) && file.setFileTime(modified, QFileDevice::FileModificationTime)));
-}
-
-// Every file and directory below root, relative, sorted; directories end in "/".
-QStringList tree(const QString &root)
-{
-    QStringList paths;
-    QDirIterator it(root, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        const QFileInfo info(it.next());
-        paths << QDir(root).relativeFilePath(info.filePath()) + (info.isDir() && !info.isSymLink() ? "/" : "");
-    }
-    paths.sort();
-    return paths;
-}
-
 QString canonical(const QString &path)
 {
     return QFileInfo(path).canonicalFilePath();
 }
-
-QString zipSample(const char *name)
-{
-    return testsupport::sharedPath(QStringLiteral("testdata/zip/") + name);
-}
-
-// ---- outside tools ----
-
-QString tool(const char *name)
-{
-    return QStandardPaths::findExecutable(name);
-}
-
-// Exit code (-1 when it did not run to its end) and merged output.
-std::pair<int, QByteArray> run(const QString &program, const QStringList &arguments, const QString &workingDirectory = {},
-                               const QByteArray &input = {})
-{
-    QProcess process;
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    process.setWorkingDirectory(workingDirectory);
-    process.start(program, arguments);
-    process.write(input);
-    process.closeWriteChannel();
-    if (!process.waitForStarted() || !process.waitForFinished(600000) || process.exitStatus() != QProcess::NormalExit)
-        return {-1, process.readAll()};
-    return {process.exitCode(), process.readAll()};
-}
-
-#define REQUIRE_TOOL(name)                                                                  \
-    do {                                                                                    \
-        if (tool(name).isEmpty())                                                           \
-            GTEST_SKIP() << name << " is not installed (scripts/install-deps installs it)"; \
-    } while (false)
 
 // ---- a hand-made archive writer, for headers no honest tool writes ----
 
@@ -108,15 +51,6 @@ struct HandEntry
     quint16 flags = 0;
 };
 
-// A zlib stream without its two-byte header and Adler-32 trailer is raw deflate.
-QByteArray rawDeflate(const QByteArray &data)
-{
-    uLongf size = compressBound(uLong(data.size()));
-    QByteArray out(int(size), Qt::Uninitialized);
-    compress(reinterpret_cast<Bytef *>(out.data()), &size, reinterpret_cast<const Bytef *>(data.constData()), uLong(data.size()));
-    return out.mid(2, int(size) - 6);
-}
-
 // 2021-06-15 13:45:36 in DOS form.
 constexpr quint32 kDosTime = (41u << 25) | (6u << 21) | (15u << 16) | (13u << 11) | (45u << 5) | 18u;
 
@@ -124,7 +58,10 @@ QByteArray buildZip(const std::vector<HandEntry> &entries)
 {
     QByteArray archive, directory;
     for (const HandEntry &e : entries) {
-        const QByteArray payload = e.deflate ? rawDeflate(e.data) : e.data;
+        // qCompress gives a length and a zlib stream; without the stream's two-byte
+        // header and Adler-32 trailer that is raw deflate. Nothing deflates to an
+        // empty final block.
+        const QByteArray payload = !e.deflate ? e.data : e.data.isEmpty() ? QByteArray("\3\0", 2) : qCompress(e.data).mid(6).chopped(4);
         const auto crc = quint32(e.declaredCrc >= 0 ? e.declaredCrc
                                                     : crc32(0, reinterpret_cast<const Bytef *>(e.data.constData()), uInt(e.data.size())));
         const auto size = quint32(e.declaredSize >= 0 ? e.declaredSize : e.data.size());
@@ -148,38 +85,6 @@ QString writeZip(const QString &path, const std::vector<HandEntry> &entries)
     return path;
 }
 
-// ---- reading our own archives back without minizip ----
-
-struct CentralRecord
-{
-    QByteArray name;
-    quint16 flags, method, extraLength, commentLength, internalAttributes;
-    quint32 dosTime, externalAttributes;
-};
-
-std::vector<CentralRecord> centralDirectory(const QString &zip)
-{
-    const QByteArray data = readFile(zip);
-    std::vector<CentralRecord> records;
-    const int end = data.lastIndexOf(QByteArray("PK\x05\x06", 4));
-    const auto u16 = [&data](qint64 at) { return qFromLittleEndian<quint16>(data.constData() + at); };
-    const auto u32 = [&data](qint64 at) { return qFromLittleEndian<quint32>(data.constData() + at); };
-    for (qint64 i = 0, at = end < 0 ? 0 : u32(end + 16); end >= 0 && i < u16(end + 10); ++i) {
-        records.push_back({data.mid(int(at) + 46, u16(at + 28)), u16(at + 8), u16(at + 10), u16(at + 30), u16(at + 32),
-                           u16(at + 36), u32(at + 12), u32(at + 38)});
-        at += 46 + records.back().name.size() + records.back().extraLength + records.back().commentLength;
-    }
-    return records;
-}
-
-std::vector<QByteArray> names(const std::vector<CentralRecord> &records)
-{
-    std::vector<QByteArray> result;
-    for (const auto &r : records)
-        result.push_back(r.name);
-    return result;
-}
-
 const QString kUnicodeName = QString::fromUtf8("Grüße/ñandú €.txt");
 
 // A source tree with the things compress must leave out: hidden files, empty
@@ -188,7 +93,6 @@ struct SourceTree
 {
     QTemporaryDir temp;
     QString root = canonical(temp.path()) + "/src", zip = temp.path() + "/out.zip";
-    QDateTime modified = QDateTime(QDate(2021, 6, 15), QTime(13, 45, 37));
 
     SourceTree()
     {
@@ -196,10 +100,10 @@ struct SourceTree
             {"top.txt", "top level\n"}, {"sub/inner.bin", randomBytes(100000, 1)}, {"sub/deeper/leaf.txt", QByteArray(5000, 'x')},
             {kUnicodeName, "non-ASCII\n"}, {"empty.dat", {}}, {".hidden", "hidden\n"}, {"sub/.hidden-too", "hidden\n"}};
         for (const auto &file : files)
-            writeFile(root + '/' + file.first, file.second, modified);
+            writeFile(root + '/' + file.first, file.second, QDateTime(QDate(2021, 6, 15), QTime(13, 45, 37)));
         QDir().mkpath(root + "/empty-dir");
-        QFile::link(root + "/top.txt", root + "/link-to-top");
-        QFile::link(root + "/sub", root + "/link-to-sub");
+        makeLink(root + "/top.txt", root + "/link-to-top");
+        makeLink(root + "/sub", root + "/link-to-sub");
     }
 };
 
@@ -216,24 +120,14 @@ TEST(ZipUtilCompress, WritesPlainArchivesThatOthersRead)
 {
     SourceTree src;
     ASSERT_TRUE(ZipUtil::compress(src.zip, src.root, true));
-    const auto records = centralDirectory(src.zip);
-    const std::vector<QByteArray> order = names(records);
-    EXPECT_THAT(order, UnorderedElementsAre("top.txt", "sub/inner.bin", "sub/deeper/leaf.txt", kUnicodeName.toUtf8(), "empty.dat"));
-    const auto position = [&order](const char *name) { return std::find(order.begin(), order.end(), name) - order.begin(); };
-    EXPECT_LT(std::max(position("top.txt"), position("empty.dat")), position("sub/inner.bin"));
-    EXPECT_LT(position("sub/inner.bin"), position("sub/deeper/leaf.txt"));
-    for (const auto &r : records) {
-        SCOPED_TRACE(r.name.toStdString());
-        EXPECT_EQ(r.flags & 0x0808, 0) << "no UTF-8 flag, no data descriptor";
-        EXPECT_EQ(r.method, 8);
-        EXPECT_EQ(r.extraLength + r.commentLength + r.internalAttributes + r.externalAttributes, 0u);
-        EXPECT_EQ(r.dosTime, kDosTime);
-    }
+    const QStringList order = UnZipUtil(src.zip).listAllFiles("*"); // a one-character prefix matches all
+    EXPECT_LT(std::max(order.indexOf("top.txt"), order.indexOf("empty.dat")), order.indexOf("sub/inner.bin"));
+    EXPECT_LT(order.indexOf("sub/inner.bin"), order.indexOf("sub/deeper/leaf.txt"));
 
     const QString dest = src.temp.path() + "/dest";
     ASSERT_TRUE(ZipUtil::decompress(dest, src.zip));
-    EXPECT_EQ(tree(dest), (QStringList{"Grüße/", kUnicodeName, "empty.dat", "sub/", "sub/deeper/", "sub/deeper/leaf.txt",
-                                       "sub/inner.bin", "top.txt"}));
+    EXPECT_EQ(listing(dest), (QStringList{"Grüße/", kUnicodeName, "empty.dat", "sub/", "sub/deeper/", "sub/deeper/leaf.txt",
+                                          "sub/inner.bin", "top.txt"}));
     for (const QString &name : {QString("top.txt"), QString("sub/inner.bin"), QString("sub/deeper/leaf.txt"), kUnicodeName})
         EXPECT_EQ(readFile(dest + '/' + name), readFile(src.root + '/' + name)) << name.toStdString();
 
@@ -243,21 +137,24 @@ TEST(ZipUtilCompress, WritesPlainArchivesThatOthersRead)
         EXPECT_THAT(tested.second.toStdString(), HasSubstr("No errors detected"));
     }
     REQUIRE_TOOL("python3");
-    // What Python's zipfile sees: per entry the name (as the flag says to read
-    // it), DOS time, method, UTF-8 flag and the SHA-256 of the data it reads.
+    // What Python's zipfile sees in the central directory: per entry the name (as
+    // the flag says to read it), DOS time, method, the UTF-8 and data descriptor
+    // flags, the lengths of extra field and comment plus both attribute fields,
+    // and the SHA-256 of the data it reads.
     const char *script = R"PY(
 import hashlib, sys, zipfile
 sys.stdout.reconfigure(encoding='utf-8')
 z = zipfile.ZipFile(sys.argv[1])
 for i in z.infolist():
     name = i.filename.encode('utf-8' if i.flag_bits & 0x800 else 'cp437').decode('utf-8')
-    print(name, i.date_time, i.compress_type, i.flag_bits & 0x800, hashlib.sha256(z.read(i)).hexdigest())
+    extras = len(i.extra) + len(i.comment) + i.internal_attr + i.external_attr
+    print(name, i.date_time, i.compress_type, i.flag_bits & 0x808, extras, hashlib.sha256(z.read(i)).hexdigest())
 )PY";
     const auto listed = run(tool("python3"), {"-c", script, src.zip});
     ASSERT_EQ(listed.first, 0) << listed.second.toStdString();
     QStringList expected;
     for (const QString &name : {QString("top.txt"), QString("empty.dat"), QString("sub/inner.bin"), QString("sub/deeper/leaf.txt"), kUnicodeName})
-        expected << name + " (2021, 6, 15, 13, 45, 36) 8 0 "
+        expected << name + " (2021, 6, 15, 13, 45, 36) 8 0 0 "
                         + QCryptographicHash::hash(readFile(src.root + '/' + name), QCryptographicHash::Sha256).toHex();
     EXPECT_THAT(QString::fromUtf8(listed.second).split('\n', Qt::SkipEmptyParts), ::testing::UnorderedElementsAreArray(expected));
 }
@@ -269,21 +166,19 @@ for i in z.infolist():
 TEST(ZipUtilCompress, FlatEmptyAndOldSources)
 {
     SourceTree src;
-    const QString inside = src.root + "/inside.zip";
+    const QString inside = src.root + "/inside.zip", base = canonical(src.temp.path());
     writeFile(inside, QByteArray(1000, 'z'));
     ASSERT_TRUE(ZipUtil::compress(inside, src.root, false));
-    EXPECT_THAT(names(centralDirectory(inside)), UnorderedElementsAre("top.txt", "empty.dat"));
+    EXPECT_THAT(UnZipUtil(inside).listAllFiles("*"), UnorderedElementsAre("top.txt", "empty.dat"));
 
-    const QString base = canonical(src.temp.path());
     QDir().mkpath(base + "/empty/nothing/inside");
     ASSERT_TRUE(ZipUtil::compress(base + "/empty.zip", base + "/empty", true));
     EXPECT_EQ(QFileInfo(base + "/empty.zip").size(), 22);
     EXPECT_TRUE(ZipUtil::decompress(base + "/dest", base + "/empty.zip"));
-    EXPECT_TRUE(tree(base + "/dest").isEmpty());
+    EXPECT_TRUE(listing(base + "/dest").isEmpty());
     UnZipUtil reader(base + "/empty.zip");
     QByteArray data;
-    EXPECT_TRUE(reader.listAllFiles("a").isEmpty());
-    EXPECT_FALSE(reader.extractFile("a", data));
+    EXPECT_FALSE(reader.extractFile("a", data) || !reader.listAllFiles("a").isEmpty());
     {
         CapturedLog log("INFO");
         EXPECT_TRUE(ZipUtil::compress(base + "/none.zip", base + "/missing", true));
@@ -293,9 +188,8 @@ TEST(ZipUtilCompress, FlatEmptyAndOldSources)
     }
     writeFile(base + "/old/old.txt", "old", QDateTime::fromSecsSinceEpoch(0));
     ASSERT_TRUE(ZipUtil::compress(base + "/old.zip", base + "/old", true));
-    const auto records = centralDirectory(base + "/old.zip");
-    ASSERT_EQ(records.size(), 1u);
-    EXPECT_EQ(records[0].dosTime, (0u << 25) | (1u << 21) | (1u << 16));
+    const QByteArray old = readFile(base + "/old.zip"); // the time of the central directory record
+    EXPECT_EQ(qFromLittleEndian<quint32>(old.constData() + old.indexOf("PK\x01\x02") + 12), (0u << 25) | (1u << 21) | (1u << 16));
 }
 
 // Names are cut from canonical paths by the source's length: a trailing
@@ -337,79 +231,92 @@ TEST(ZipUtilDecompress, WritesEntriesUnderTheTarget)
     writeFile(dest + "/a.txt", "old and longer content");
     writeFile(dest + "/keep.txt", "untouched");
     QDir().mkpath(dest + "/real");
-    ASSERT_TRUE(QFile::link(dest + "/real", dest + "/alias") && QFile::link(dest, base + "/linked-out"));
+    ASSERT_TRUE(makeLink(dest + "/real", dest + "/alias") && makeLink(dest, base + "/linked-out"));
     const QString zip = writeZip(base + "/a.zip", {{"a\\b\\c.txt", "abc"}, {"a/./d//e.txt", "de"}, {"a.txt", "new"},
                                                     {"alias/file.txt", "fine"}});
     ASSERT_TRUE(ZipUtil::decompress(base + "/linked-out", zip));
-    EXPECT_EQ(tree(dest), (QStringList{"a.txt", "a/", "a/b/", "a/b/c.txt", "a/d/", "a/d/e.txt", "alias", "keep.txt",
-                                       "real/", "real/file.txt"}));
+    EXPECT_EQ(listing(dest), (QStringList{"a.txt", "a/", "a/b/", "a/b/c.txt", "a/d/", "a/d/e.txt", "alias -> " + dest + "/real",
+                                          "keep.txt", "real/", "real/file.txt"}));
     EXPECT_EQ(readFile(dest + "/a.txt") + readFile(dest + "/keep.txt"), QByteArray("newuntouched"));
 }
 
 // Missing arguments, no archive, an end record that claims an entry: false and
-// no target made. Archives of nothing succeed with nothing extracted.
+// no target made; UnZipUtil on such an archive fails everything.
 TEST(ZipUtilDecompress, RefusesMissingArgumentsAndNonArchives)
 {
     QTemporaryDir temp;
     const QString d = temp.path();
     writeFile(d + "/not.zip", "PK\x05\x06 but not really an archive at all");
+    writeFile(d + "/text.zip", "not an archive");
     QByteArray record = buildZip({});
     record[10] = 1;
     writeFile(d + "/almost-empty.zip", record);
     CapturedLog log("INFO");
-    for (const auto &c : {std::make_pair(QString(), d + "/not.zip"), std::make_pair(d, QString()),
-                          std::make_pair(d, d + "/missing.zip"), std::make_pair(d + "/t", d + "/not.zip"),
-                          std::make_pair(d + "/t", d + "/almost-empty.zip")})
-        EXPECT_FALSE(ZipUtil::decompress(c.first, c.second)) << c.second.toStdString();
-    EXPECT_FALSE(QFileInfo::exists(d + "/t"));
-    REQUIRE_SHARED();
-    for (const char *sample : {"yauzl/empty.zip", "simplezip/empty-with-comment.zip"}) {
-        EXPECT_TRUE(ZipUtil::decompress(d + "/t", zipSample(sample))) << sample;
-        EXPECT_TRUE(tree(d + "/t").isEmpty()) << sample;
-        EXPECT_TRUE(UnZipUtil(zipSample(sample)).listAllFiles("x").isEmpty());
+    EXPECT_FALSE(ZipUtil::decompress(QString(), d + "/not.zip"));
+    for (const QString &zip : {d + "/not.zip", d + "/text.zip", d + "/almost-empty.zip", d + "/missing.zip", QString()}) {
+        EXPECT_FALSE(ZipUtil::decompress(d + "/t", zip)) << zip.toStdString();
+        UnZipUtil broken(zip);
+        QByteArray data;
+        std::vector<char> vector;
+        EXPECT_FALSE(broken.extractFile("x", data) || broken.extractFile("x", vector));
+        EXPECT_TRUE(broken.listAllFiles("x").isEmpty());
     }
+    EXPECT_FALSE(QFileInfo::exists(d + "/t"));
 }
 
-// Each archive holds a hostile entry after a harmless one. The extraction must
-// stop with false at it, say why, write nothing outside the target - in
-// particular not the file the entry aims at - and leave no partial file. Sizes
-// and checksums come from the archive: a lie ends with false, never with more
-// bytes written than declared, and UnZipUtil appends nothing.
+// Each archive holds a hostile entry after a harmless one; the archive itself
+// lies in the target, and a victim outside it, an inside file and a sibling
+// whose name shares the target's prefix are there to be aimed at, sometimes
+// through a link planted in the target. The extraction must stop with false at
+// the entry, say why, change nothing but the harmless file (not the archive,
+// not a link's target, whether that lies outside, inside, nowhere, or in outX,
+// which a textual prefix test would let through) and leave no partial file.
+// Sizes and checksums come from the archive: a lie ends with false, never with
+// more bytes written than declared, UnZipUtil appends nothing, and however
+// much is declared it reserves at most 64 MiB ahead of the data.
 TEST(ZipUtilDecompress, HostileEntriesStopTheExtraction)
 {
     const QByteArray bomb(4 * 1024 * 1024, '\0'); // inflates from a few KiB
     const auto bombCut = qint64(crc32(0, reinterpret_cast<const Bytef *>(bomb.constData()), 1000));
-    struct Case { HandEntry entry; const char *why; bool lie; };
+    struct Case { HandEntry entry; const char *why; bool lie = false; const char *link = nullptr, *target = nullptr; };
+    const char *escapes = "leaves the target directory", *links = "symbolic link";
     const Case cases[] = {
-        {{"../escaped.txt", "EVIL"}, "leaves the target directory", false},
-        {{"..\\escaped.txt", "EVIL"}, "leaves the target directory", false},
-        {{"inner/../../escaped.txt", "EVIL"}, "leaves the target directory", false},
-        {{"inner\\..\\..\\escaped.txt", "EVIL"}, "leaves the target directory", false},
-        {{"./../escaped.txt", "EVIL"}, "leaves the target directory", false}, {{"..", "EVIL"}, "leaves the target directory", false},
-        {{"/tmp/escaped.txt", "EVIL"}, "is absolute", false}, {{"\\escaped.txt", "EVIL"}, "is absolute", false},
-        {{"//server/share/escaped.txt", "EVIL"}, "is absolute", false}, {{"C:/escaped.txt", "EVIL"}, "drive letter", false},
-        {{"c:escaped.txt", "EVIL"}, "drive letter", false}, {{"./", "EVIL"}, "Directory entries", false},
-        {{"folder/", ""}, "Directory entries are not extracted: folder/", false},
-        {{QByteArray("nul\0../../escaped.txt", 21), "EVIL"}, "NUL character", false},
+        {{"../escaped.txt", "EVIL"}, escapes}, {{"..\\escaped.txt", "EVIL"}, escapes}, {{"inner/../../escaped.txt", "EVIL"}, escapes},
+        {{"inner\\..\\..\\escaped.txt", "EVIL"}, escapes}, {{"./../escaped.txt", "EVIL"}, escapes}, {{"..", "EVIL"}, escapes},
+        {{"/tmp/escaped.txt", "EVIL"}, "is absolute"}, {{"\\escaped.txt", "EVIL"}, "is absolute"},
+        {{"//server/share/escaped.txt", "EVIL"}, "is absolute"}, {{"C:/escaped.txt", "EVIL"}, "drive letter"},
+        {{"c:escaped.txt", "EVIL"}, "drive letter"}, {{"./", "EVIL"}, "Directory entries"},
+        {{"folder/", ""}, "Directory entries are not extracted: folder/"},
+        {{QByteArray("nul\0../../escaped.txt", 21), "EVIL"}, "NUL character"}, {{"bad.zip", "EVIL"}, "overwrite the archive"},
+        {{"victim.txt", "EVIL"}, links, false, "victim.txt", "outside/victim.txt"},
+        {{"alias.txt", "EVIL"}, links, false, "alias.txt", "out/real.txt"},
+        {{"dangling.txt", "EVIL"}, links, false, "dangling.txt", "outside/not-yet.txt"},
+        {{"dirlink/new.txt", "EVIL"}, links, false, "dirlink", "outside"}, {{"sibling/new.txt", "EVIL"}, links, false, "sibling", "outX"},
         // Declared smaller than the deflated data (also with the CRC made to fit
         // the cut, or zero), declared larger, wrong CRC, no deflate data (spoilt
         // below), encrypted.
         {{"bomb.bin", bomb, true, 1000}, "inflates beyond", true}, {{"bomb.bin", bomb, true, 1000, bombCut}, "inflates beyond", true},
         {{"bomb.bin", bomb, true, 0}, "inflates beyond", true}, {{"short.bin", "12345", true, 0x7FFFFFF0}, "shorter than", true},
+        {{"claim.bin", "12345", true, 0xFFFFFFF0}, "shorter than", true},
         {{"short.bin", "12345", false, 0x7FFFFFF0}, "sizes disagree", true}, {{"crc.bin", "12345", true, -1, 0x12345678}, "CRC", true},
         {{"crc.bin", "12345", false, -1, 0x12345678}, "CRC", true}, {{"junk.bin", "12345"}, "damaged", true},
         {{"secret.bin", "12345", true, -1, -1, 1}, "Encrypted", true}};
     for (const Case &c : cases) {
-        SCOPED_TRACE(c.why);
+        SCOPED_TRACE(::testing::Message() << "row " << (&c - cases) << ": " << c.why);
         QTemporaryDir temp;
-        const QString dest = temp.path() + "/out", zip = temp.path() + "/bad.zip";
+        const QString base = canonical(temp.path()), dest = base + "/out", zip = dest + "/bad.zip";
+        ASSERT_TRUE(writeFile(base + "/outside/victim.txt", "precious") && writeFile(dest + "/real.txt", "precious"));
+        ASSERT_TRUE(QDir().mkpath(base + "/outX") && (!c.link || makeLink(base + '/' + c.target, dest + '/' + c.link)));
         QByteArray archive = buildZip({{"before.txt", "fine"}, c.entry, {"after.txt", "fine"}});
         if (c.entry.name == "junk.bin")
             archive.replace(archive.indexOf("junk.bin") + 8, 2, "\xFF\xFF");
         writeFile(zip, archive);
+        QStringList expected = listing(base) << "out/before.txt";
+        expected.sort();
         CapturedLog log("INFO");
         EXPECT_FALSE(ZipUtil::decompress(dest, zip));
-        EXPECT_EQ(tree(temp.path()), (QStringList{"bad.zip", "out/", "out/before.txt"}));
+        EXPECT_EQ(listing(base), expected);
+        EXPECT_EQ(readFile(base + "/outside/victim.txt") + readFile(dest + "/real.txt") + readFile(zip), "preciousprecious" + archive);
         EXPECT_FALSE(QFileInfo::exists("/tmp/escaped.txt"));
         ASSERT_EQ(log.warnings().size(), 1u);
         EXPECT_THAT(log.warnings()[0], HasSubstr(c.why));
@@ -421,61 +328,8 @@ TEST(ZipUtilDecompress, HostileEntriesStopTheExtraction)
         const QString name = QString::fromLatin1(c.entry.name);
         EXPECT_FALSE(reader.extractFile(name, data) || reader.extractFile(name, vector));
         EXPECT_EQ(data + QByteArray(vector.data(), int(vector.size())), QByteArray("keptk")) << "a failed extraction appends nothing";
-    }
-}
-
-// Real zip-slip samples: the hostile entry comes first, so not even the target
-// is made. The archive being read is never overwritten.
-TEST(ZipUtilDecompress, NeverWritesOutsideOrOverTheArchive)
-{
-    QTemporaryDir temp;
-    const QString zip = writeZip(temp.path() + "/self.zip", {{"first.txt", "1"}, {"self.zip", "overwritten"}, {"last.txt", "2"}});
-    const QByteArray before = readFile(zip);
-    {
-        CapturedLog log("INFO");
-        EXPECT_FALSE(ZipUtil::decompress(temp.path(), zip));
-        EXPECT_EQ(readFile(zip), before);
-        ASSERT_EQ(log.warnings().size(), 1u);
-        EXPECT_THAT(log.warnings()[0], HasSubstr("overwrite the archive"));
-    }
-    REQUIRE_SHARED();
-    for (const char *sample : {"yauzl/zipslip-dotdot.zip", "yauzl/zipslip-absolute.zip", "yauzl/zipslip-drive-letter.zip"}) {
-        QTemporaryDir out;
-        CapturedLog log("INFO");
-        EXPECT_FALSE(ZipUtil::decompress(out.path() + "/out", zipSample(sample))) << sample;
-        EXPECT_TRUE(tree(out.path()).isEmpty()) << sample;
-        EXPECT_FALSE(QFileInfo::exists("/atxt"));
-        EXPECT_EQ(log.warnings().size(), 1u);
-    }
-}
-
-// Links planted in the target are never written through, whether they point
-// outside, inside, nowhere, or to a sibling that shares the target's prefix (a
-// textual prefix test would let that one through: outX starts with out).
-TEST(ZipUtilDecompress, PlantedLinksAreNeverWrittenThrough)
-{
-    struct Case { const char *entry, *link, *target; }; // link inside out/, target relative to the temporary directory
-    const Case cases[] = {{"victim.txt", "victim.txt", "outside/victim.txt"}, {"alias.txt", "alias.txt", "out/real.txt"},
-                          {"dangling.txt", "dangling.txt", "outside/not-yet.txt"}, {"dirlink/new.txt", "dirlink", "outside"},
-                          {"sibling/new.txt", "sibling", "outX"}};
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.entry);
-        QTemporaryDir temp;
-        const QString base = canonical(temp.path()), dest = base + "/out";
-        writeFile(base + "/outside/victim.txt", "precious");
-        writeFile(dest + "/real.txt", "precious");
-        QDir().mkpath(base + "/outX");
-        ASSERT_TRUE(QFile::link(base + '/' + c.target, dest + '/' + c.link));
-        const QStringList before = tree(base);
-        const QString zip = writeZip(base + "/links.zip", {{c.entry, "EVIL"}});
-        CapturedLog log("INFO");
-        EXPECT_FALSE(ZipUtil::decompress(dest, zip));
-        EXPECT_EQ(readFile(base + "/outside/victim.txt") + readFile(dest + "/real.txt"), QByteArray("preciousprecious"));
-        QStringList after = tree(base);
-        after.removeAll("links.zip");
-        EXPECT_EQ(after, before);
-        ASSERT_EQ(log.warnings().size(), 1u);
-        EXPECT_THAT(log.warnings()[0], HasSubstr("symbolic link"));
+        EXPECT_LE(vector.capacity() - vector.size(), 64u << 20);
+        EXPECT_LE(data.capacity() - data.size(), 64 << 20);
     }
 }
 
@@ -496,11 +350,11 @@ TEST(ZipUtilDecompress, DamagedArchivesFailCleanly)
             bad[int(random() % unsigned(bad.size()))] = char(random());
         SCOPED_TRACE(round);
         const QString base = temp.path() + "/round", damaged = base + "/bad.zip";
-        QDir(base).removeRecursively();
+        removeTree(base);
         writeFile(damaged, bad);
         CapturedLog log("INFO");
         ZipUtil::decompress(base + "/out", damaged);
-        for (const QString &path : tree(base))
+        for (const QString &path : listing(base))
             EXPECT_TRUE(path == "bad.zip" || path.startsWith("out/")) << path.toStdString();
         UnZipUtil reader(damaged);
         for (const char *name : {"a/one.txt", "two.bin", "b/c/three.txt"}) {
@@ -527,7 +381,7 @@ TEST(ZipUtilInterop, WeReadWhatInfoZipAndPythonWrite)
         const auto made = run(tool("zip"), {"-q", "-r", level, src.zip, "top.txt", "sub/inner.bin", kUnicodeName, "empty.dat"}, src.root);
         ASSERT_EQ(made.first, 0) << made.second.toStdString();
         const QString dest = src.temp.path() + "/from-infozip";
-        QDir(dest).removeRecursively();
+        removeTree(dest);
         ASSERT_TRUE(ZipUtil::decompress(dest, src.zip));
         EXPECT_EQ(readFile(dest + "/sub/inner.bin"), readFile(src.root + "/sub/inner.bin"));
         EXPECT_EQ(readFile(dest + '/' + kUnicodeName) + readFile(dest + "/empty.dat"), QByteArray("non-ASCII\n"));
@@ -564,14 +418,16 @@ with zipfile.ZipFile(sys.argv[1], 'w', compression=zipfile.ZIP_DEFLATED) as z:
 }
 
 // Archives made by other tools (see testdata/PROVENANCE.md): what decompress
-// makes of each. Names that are no UTF-8 (GBK, Shift-JIS, code page 437) are
-// read as code page 437, as Info-ZIP and Python read them, so that distinct
-// names stay distinct; a Shift-JIS trail byte can be a backslash, and then
-// separates. An Info-ZIP Unicode path extra field (which minizip does not read)
-// changes nothing; minizip refuses the second entry of that sample, whose local
-// header disagrees with the directory. zip64_demo's classic end record says
-// 65535 entries for the one its zip64 record counts: minizip (and libzip) call
-// that inconsistent.
+// makes of each; the target is only made once an entry is written. Names that
+// are no UTF-8 (GBK, Shift-JIS, code page 437) are read as code page 437, as
+// Info-ZIP and Python read them, so that distinct names stay distinct; a
+// Shift-JIS trail byte can be a backslash, and then separates. An Info-ZIP
+// Unicode path extra field (which minizip does not read) changes nothing;
+// minizip refuses the second entry of that sample, whose local header disagrees
+// with the directory. zip64_demo's classic end record says 65535 entries for
+// the one its zip64 record counts: minizip (and libzip) call that
+// inconsistent. The zip-slip samples start with their hostile entry, and an
+// archive of nothing succeeds with nothing.
 TEST(ZipUtilInterop, RealArchivesFromOtherTools)
 {
     REQUIRE_SHARED();
@@ -586,32 +442,37 @@ TEST(ZipUtilInterop, RealArchivesFromOtherTools)
         {"libarchive/test_read_format_zip_sfx.bin", true, {"build.sh", "file0"}},
         {"libarchive/test_read_format_zip_filename_cp932.zip", true,
          {"ò/", "ò/é╛éµ/", "ò/é╛éµ/è┐ÄÜ.txt", "ò/é╛éµ/êΩùùò/", "ò/é╛éµ/êΩùùò/.txt"}},
+        {"yauzl/empty.zip", true, {}}, {"simplezip/empty-with-comment.zip", true, {}},
         {"yauzl/directories.zip", false, {}}, {"yauzl/unicode.zip", false, {}}, {"yauzl/traditional-encryption.zip", false, {}},
         {"libarchive/test_read_format_zip_msdos.zip", false, {"abc", "def"}},
         {"libarchive/test_read_format_zip_traditional_encryption_data.zip", false, {}},
         {"libarchive/test_read_format_zip_winzip_aes128.zip", false, {}}, {"yauzl/truncated-no-eocd.zip", false, {}},
         {"yauzl/unicode-path-extra-field.zip", false, {}}, {"zip-rs/zip64_demo.zip", false, {}},
-        {"libarchive/test_read_format_zip_7075_utf8_paths.zip", false, {"File 1.txt"}, "Cannot open entry: File 2 - \\x94.txt"}};
+        {"libarchive/test_read_format_zip_7075_utf8_paths.zip", false, {"File 1.txt"}, "Cannot open entry: File 2 - \\x94.txt"},
+        {"yauzl/zipslip-dotdot.zip", false, {}}, {"yauzl/zipslip-absolute.zip", false, {}},
+        {"yauzl/zipslip-drive-letter.zip", false, {}}};
     for (const Case &c : cases) {
         SCOPED_TRACE(c.sample);
         QTemporaryDir temp;
         CapturedLog log("INFO");
-        EXPECT_EQ(ZipUtil::decompress(temp.path() + "/out", zipSample(c.sample)), c.result);
-        EXPECT_EQ(tree(temp.path() + "/out"), c.files);
+        EXPECT_EQ(ZipUtil::decompress(temp.path() + "/out", testsupport::sharedPath(QStringLiteral("testdata/zip/") + c.sample)), c.result);
+        EXPECT_EQ(listing(temp.path() + "/out"), c.files);
+        EXPECT_EQ(QFileInfo::exists(temp.path() + "/out"), !c.files.isEmpty());
         EXPECT_EQ(log.warnings().size(), c.result ? 0u : 1u);
         EXPECT_THAT(log.warnings(), ::testing::Each(HasSubstr(c.warning)));
     }
+    EXPECT_FALSE(QFileInfo::exists("/atxt"));
     // Our own names are UTF-8 and stay so.
     QTemporaryDir temp;
     ASSERT_TRUE(ZipUtil::decompress(temp.path() + "/out", writeZip(temp.path() + "/utf8.zip", {{"Grüße ☃.txt", "u"}})));
-    EXPECT_EQ(tree(temp.path() + "/out"), QStringList{"Grüße ☃.txt"});
+    EXPECT_EQ(listing(temp.path() + "/out"), QStringList{"Grüße ☃.txt"});
 }
 
 // ====================================================================== UnZipUtil
 
 // extractFile appends; names match ignoring ASCII case only, whole (also beyond
 // 255 bytes); a zero-size entry reads as nothing; failures leave the buffer
-// alone. An archive that cannot be opened fails everything.
+// alone.
 TEST(UnZipUtil, ExtractFileAppendsAndMatchesAsciiCaseInsensitively)
 {
     QTemporaryDir temp;
@@ -636,13 +497,6 @@ TEST(UnZipUtil, ExtractFileAppendsAndMatchesAsciiCaseInsensitively)
     EXPECT_EQ(untouched, QByteArray("samelong"));
     ASSERT_TRUE(ZipUtil::decompress(temp.path() + "/out", zip));
     EXPECT_EQ(readFile(temp.path() + "/out/" + QString::fromLatin1(longName)), QByteArray("long"));
-
-    writeFile(temp.path() + "/x.zip", "not an archive");
-    for (const QString &path : {temp.path() + "/x.zip", temp.path() + "/missing.zip", QString()}) {
-        UnZipUtil broken(path);
-        EXPECT_FALSE(broken.extractFile("x", data) || broken.extractFile("x", vector));
-        EXPECT_TRUE(broken.listAllFiles("x").isEmpty());
-    }
 }
 
 // The last character of the prefix is not compared: "images/" also matches
@@ -666,25 +520,11 @@ TEST(UnZipUtil, ListAllFilesKeepsItsPrefixRuleAndDoesNotRewind)
     EXPECT_EQ(again.listAllFiles("i"), (QStringList{"other/b.png", "images/c.png", accented}));
 }
 
-// 0xFFFFFFF0 bytes claimed, five present: the answer is false, at once, and
-// without a 4 GiB allocation (which would throw or take the machine down).
-TEST(UnZipUtil, HugeDeclaredSizesReserveNoMoreThanABoundedChunk)
-{
-    QTemporaryDir temp;
-    UnZipUtil reader(writeZip(temp.path() + "/claim.zip", {{"claim.bin", "12345", true, 0xFFFFFFF0}}));
-    CapturedLog log("INFO");
-    std::vector<char> vector;
-    QByteArray data;
-    EXPECT_FALSE(reader.extractFile("claim.bin", vector) || reader.extractFile("claim.bin", data));
-    EXPECT_LE(vector.capacity(), 64u * 1024u * 1024u);
-    EXPECT_LE(data.capacity(), 64 * 1024 * 1024);
-}
-
 // ============================================================ over 4 GiB (long)
 
-// Writes a sparse file of 4 GiB + 1 MiB with marks at both ends, packs it, tests
-// the archive with unzip, and reads it back through decompress and extractFile.
-// Takes a few minutes and ~9 GiB of disk and memory: run with UTILITY_LONG_TESTS=1.
+// A sparse file of 4 GiB + 1 MiB with marks at both ends: packed, tested with
+// unzip, read back through decompress and extractFile. Takes a few minutes and
+// ~9 GiB of disk and memory: run with UTILITY_LONG_TESTS=1.
 TEST(ZipUtilLong, EntryOver4GiBRoundTrips)
 {
     if (qEnvironmentVariableIntValue("UTILITY_LONG_TESTS") != 1)
@@ -694,24 +534,21 @@ TEST(ZipUtilLong, EntryOver4GiBRoundTrips)
     const qint64 size = (Q_INT64_C(4) << 30) + (1 << 20);
     const QByteArray head("head of a big file"), tail("tail of a big file");
     writeFile(source + "/small.txt", "small");
-    {
-        QFile big(source + "/big.bin");
-        ASSERT_TRUE(big.open(QIODevice::WriteOnly) && big.resize(size));
-        ASSERT_TRUE(big.write(head) == head.size() && big.seek(size - tail.size()) && big.write(tail) == tail.size());
-    }
+    QFile big(source + "/big.bin");
+    ASSERT_TRUE(big.open(QIODevice::WriteOnly) && big.resize(size) && big.write(head) == head.size());
+    ASSERT_TRUE(big.seek(size - tail.size()) && big.write(tail) == tail.size());
+    big.close();
     ASSERT_TRUE(ZipUtil::compress(zip, source, true));
     EXPECT_LT(QFileInfo(zip).size(), 64 * 1024 * 1024);
-    if (!tool("unzip").isEmpty()) {
-        const auto tested = run(tool("unzip"), {"-tq", zip});
-        EXPECT_EQ(tested.first, 0) << tested.second.toStdString();
-    }
+    if (!tool("unzip").isEmpty())
+        EXPECT_EQ(run(tool("unzip"), {"-tq", zip}).first, 0);
     ASSERT_TRUE(ZipUtil::decompress(dest, zip));
-    {
-        QFile big(dest + "/big.bin");
-        ASSERT_TRUE(big.open(QIODevice::ReadOnly) && big.size() == size);
-        EXPECT_EQ(big.read(head.size()) + (big.seek(size - tail.size()) ? big.read(tail.size()) : QByteArray()), head + tail);
-        big.remove();
-    }
+    big.setFileName(dest + "/big.bin");
+    ASSERT_TRUE(big.open(QIODevice::ReadOnly) && big.size() == size);
+    const QByteArray start = big.read(head.size()); // before the seek: the operands of + have no order
+    ASSERT_TRUE(big.seek(size - tail.size()));
+    EXPECT_EQ(start + big.read(tail.size()), head + tail);
+    big.remove();
     UnZipUtil reader(zip);
     std::vector<char> data;
     ASSERT_TRUE(reader.extractFile("big.bin", data));
