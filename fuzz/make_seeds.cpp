@@ -1,7 +1,11 @@
 // Writes the seed inputs the project generates itself into fuzz/corpus/: records
-// from the ink writer, archives from ZipUtil::compress, fragments from
-// variantToXMLFragment, strokes for the recogniser. Run from the repository root
-// after a build: build/qt6/fuzz_make_seeds (see fuzz/CMakeLists.txt).
+// from the ink writer, archives from ZipUtil::compress, cabinets and metafiles from
+// the tests' own writers, fragments from variantToXMLFragment, strokes for the
+// recogniser. Run from the repository root after a build:
+// build/qt6/tests/fuzz_make_seeds (see tests/CMakeLists.txt).
+#include "cabwriter.h"
+#include "metafilewriter.h"
+
 #include <utility/figurerecogniser.h>
 #include <utility/scribble.h>
 #include <utility/stroke.h>
@@ -89,6 +93,33 @@ int main(int argc, char **argv)
             f.open(QIODevice::ReadOnly);
             save(QStringLiteral("zip"), QStringLiteral("empty"), f.readAll());
         }
+    }
+    {
+        using cabwriter::makeCabinet;
+        // The harness expands nested cabinets when the input's length is odd.
+        const QByteArray inner = makeCabinet({{"inner.txt", "inside"}});
+        const QByteArray two = makeCabinet({{"a.txt", QByteArray(3000, 'a')}, {"b.txt", "bee", 0x21}});
+        save(QStringLiteral("cab"), QStringLiteral("two-files"), two.size() % 2 ? two + '\0' : two);
+        // Entries need their folders to exist: this one stops at its second entry.
+        save(QStringLiteral("cab"), QStringLiteral("missing-folder"), makeCabinet({{"a.txt", "a"}, {"sub\\c.txt", "c"}}));
+        const QByteArray nested = makeCabinet({{"inner.cab", inner}, {"top.txt", "top"}});
+        save(QStringLiteral("cab"), QStringLiteral("nested"), nested.size() % 2 ? nested : nested + '\0');
+        save(QStringLiteral("cab"), QStringLiteral("damaged-block"), makeCabinet({{"x.txt", "xyz"}}, 0));
+    }
+    {
+        using namespace testsupport;
+        EmfWriter emf(0, 0, 2000, 1500);
+        emf.emfPlusHeader();
+        emf.solidRectangle(10, 10, 60, 40, colorRef(200, 30, 30));
+        save(QStringLiteral("emf"), QStringLiteral("rectangle.emf"), emf.bytes());
+        const WmfWriter wmf = rectangleWmf(100, 80, QRect(10, 10, 50, 30), colorRef(30, 30, 200));
+        save(QStringLiteral("emf"), QStringLiteral("rectangle.wmf"), wmf.plain());
+        save(QStringLiteral("emf"), QStringLiteral("placeable.wmf"), rectangleWmf(100, 80, QRect(5, 5, 20, 20), 0, false).placeable(0, 0, 100, 80, 1440));
+        WmfWriter text = rectangleWmf(200, 100, QRect(0, 0, 200, 100), colorRef(255, 255, 255));
+        text.font(-20, "Arial");
+        text.select(2);
+        text.textOut(10, 50, "Board");
+        save(QStringLiteral("emf"), QStringLiteral("text.wmf"), text.plain());
     }
     {
         CXMLSerializeInfo info;

@@ -2,7 +2,7 @@
 // cabextract), the decided name, time and attribute mappings, spanning sets,
 // nested cabinets, and the refusals that keep a hostile cabinet inside its
 // destination and off a full disk.
-#include "bytes.h"
+#include "cabwriter.h"
 #include "filetree.h"
 #include "testsupport.h"
 
@@ -19,8 +19,8 @@
 #include <tuple>
 #include <vector>
 
+using namespace cabwriter;
 using namespace filetree;
-using bytes::put;
 
 namespace {
 
@@ -66,42 +66,6 @@ QStringList nativePaths(const QString &dir, const QStringList &relative)
     for (const QString &r : relative)
         result << QDir::toNativeSeparators(dir + '/' + r);
     return result;
-}
-
-// An uncompressed single-folder cabinet, laid out the way makecab writes one,
-// for names, attributes and damage that no sample has.
-struct CabEntry
-{
-    QByteArray name, data;
-    quint16 attribs = 0x20;
-    quint16 date = (17 << 9) | (3 << 5) | 12;   // 1997-03-12
-    quint16 time = (11 << 11) | (13 << 5) | 26; // 11:13:52
-    quint16 folder = 0; // 0xFFFD..0xFFFF: continued from or into other cabinets
-};
-
-QByteArray makeCabinet(const std::vector<CabEntry> &entries, int corruptBlock = -1, bool hasPrevious = false)
-{
-    QByteArray payload, files, data;
-    for (const CabEntry &e : entries) {
-        put(files, quint32(e.data.size()), quint32(payload.size()), e.folder, e.date, e.time, e.attribs);
-        files.append(e.name).append('\0');
-        payload += e.data;
-    }
-    const QByteArray setNames = hasPrevious ? QByteArray("prev.cab\0disk 1\0", 16) : QByteArray();
-    const int blocks = (payload.size() + 32767) / 32768, dataOffset = 44 + setNames.size() + files.size();
-    for (int b = 0; b < blocks; ++b) {
-        const QByteArray chunk = payload.mid(b * 32768, 32768);
-        // A checksum of 0 means none is stored.
-        put(data, quint32(b == corruptBlock ? 0xDEADBEEF : 0), quint16(chunk.size()), quint16(chunk.size()));
-        data += chunk;
-    }
-    QByteArray cab("MSCF");
-    put(cab, quint32(0), quint32(dataOffset + data.size()), quint32(0), quint32(44 + setNames.size()), quint32(0),
-        quint8(3), quint8(1), quint16(1), quint16(entries.size()), quint16(hasPrevious), quint16(0x1234),
-        quint16(hasPrevious));
-    cab += setNames;
-    put(cab, quint32(dataOffset), quint16(blocks), quint16(0));
-    return cab + files + data;
 }
 
 // The raw names of a single cabinet's CFFILE records with their attributes.
